@@ -1,0 +1,52 @@
+// zbase: maps the library's public names to their exported, versioned names.
+#ifndef Z_ZVERSION_H_
+#define Z_ZVERSION_H_
+
+// Every public class and C function is exported with the suffix _7_0_0; code
+// writes the short name. Keep one section per family, one line per name.
+
+// Object model, exceptions and the message service
+
+
+
+// Strings
+
+
+
+// Code-set services
+
+
+
+// Formatted output, string iteration and tokenising
+
+
+
+// Arrays, buffers, lists and stacks
+
+
+
+// Maps and key maps
+
+
+
+// Locks, conditions, read-write locks and threads
+
+
+
+// Process read-write locks and file maps
+
+
+
+// Shared libraries, compression and platform utilities
+
+
+
+// Property cache
+
+
+
+// Properties objects, stanza files and their C interface
+
+
+
+#endif  // Z_ZVERSION_H_
