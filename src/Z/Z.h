@@ -29,6 +29,8 @@
 
 
 // Locks, conditions, read-write locks and threads
+#include "Z/ZLock.h"
+#include "Z/ZCondition.h"
 
 
 
