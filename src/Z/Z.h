@@ -28,6 +28,9 @@
 
 
 // Arrays, buffers, lists and stacks
+#include "Z/ZArray.h"
+#include "Z/ZBuffer.h"
+#include "Z/ZArrayList.h"
 
 
 

@@ -75,6 +75,24 @@
 
 
 // Arrays, buffers, lists and stacks
+#define ZArrayInterface ZArrayInterface_7_0_0
+#define ZAbstractArray ZAbstractArray_7_0_0
+#define ZArray ZArray_7_0_0
+#define ZBufferInterface ZBufferInterface_7_0_0
+#define ZAbstractBuffer ZAbstractBuffer_7_0_0
+#define ZBuffer ZBuffer_7_0_0
+#define ZConstBuffer ZConstBuffer_7_0_0
+#define ZList ZList_7_0_0
+#define ZAbstractList ZAbstractList_7_0_0
+#define ZArrayList ZArrayList_7_0_0
+#define ZIterator ZIterator_7_0_0
+#define ZAbstractIterator ZAbstractIterator_7_0_0
+#define ZListIterator ZListIterator_7_0_0
+#define ZSortCompare ZSortCompare_7_0_0
+#define ZDefaultSortCompare ZDefaultSortCompare_7_0_0
+#define ZStack ZStack_7_0_0
+#define ZAbstractStack ZAbstractStack_7_0_0
+#define ZArrayStack ZArrayStack_7_0_0
 
 
 
