@@ -39,6 +39,8 @@
 
 
 // Locks, conditions, read-write locks and threads
+#include "Z/ZLock.h"
+#include "Z/ZCondition.h"
 
 
 

@@ -101,6 +101,21 @@
 
 
 // Locks, conditions, read-write locks and threads
+#define ZLockInterface ZLockInterface_7_0_0
+#define ZAbstractLock ZAbstractLock_7_0_0
+#define ZLock ZLock_7_0_0
+#define ZResourceLock ZResourceLock_7_0_0
+#define ZConditionInterface ZConditionInterface_7_0_0
+#define ZAbstractCondition ZAbstractCondition_7_0_0
+#define ZCondition ZCondition_7_0_0
+#define ZBooleanCondition ZBooleanCondition_7_0_0
+#define ZReadWriteLockInterface ZReadWriteLockInterface_7_0_0
+#define ZAbstractReadWriteLock ZAbstractReadWriteLock_7_0_0
+#define ZReadWriteLock ZReadWriteLock_7_0_0
+#define ZStackReadWriteLock ZStackReadWriteLock_7_0_0
+#define ZThread ZThread_7_0_0
+#define ZSleeperThread ZSleeperThread_7_0_0
+#define ZThreadPool ZThreadPool_7_0_0
 
 
 
