@@ -13,6 +13,7 @@
 
 
 // Code-set services
+#include "Z/zkelutil.h"
 
 
 
