@@ -20,6 +20,7 @@
 
 
 // Code-set services
+#include "Z/zkelutil.h"
 
 
 
