@@ -41,6 +41,7 @@
 
 
 // Property cache
+#include "Z/ZPropertiesImpl.h"
 
 
 
