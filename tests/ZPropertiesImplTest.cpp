@@ -407,8 +407,9 @@ TEST(ZPropertiesImplTest, AddLineFollowsTemplateOrLastKey) {
   EXPECT_TRUE(cache.contains("extra", "blank"));
   EXPECT_EQ(0u, cache.countValues("extra", "blank"));
   cache.addLine("extra.blank", "v", 0);  // full key: stanza "extra.blank"
+  Lines all = layout(cache);
   EXPECT_EQ((Lines{"S extra", "K on", "K blank", "B", "S extra.blank", "K .blank"}),
-            Lines(layout(cache).end() - 6, layout(cache).end()));
+            Lines(all.end() - 6, all.end()));
 
   // A template without a blank line after it, and a tab before the key.
   TestCache other;

@@ -18,7 +18,19 @@ pthread_once_t emptyOnce = PTHREAD_ONCE_INIT;
 pthread_once_t registryOnce = PTHREAD_ONCE_INIT;
 ZLock* registryLock = nullptr;
 
-void ZPCache_c_init() { ZPCache::empty_ = new ZLCString(); }
+// Empty stanza and value record that new entries are cloned from: the maps
+// store clones of what they are given, so one shared, never changed original
+// saves building and freeing a fresh one per new stanza or key.
+const ZPKVList* emptyKeys = nullptr;
+const ZArrayList* emptyRecord = nullptr;
+
+ZArrayList* newRecord();
+
+void ZPCache_c_init() {
+  ZPCache::empty_ = new ZLCString();
+  emptyKeys = new ZPKVList();
+  emptyRecord = newRecord();
+}
 
 void ZPropRegistry_c_init() { registryLock = new ZLock(); }
 
@@ -133,9 +145,9 @@ void ZPKVList::putEntry(const ZObject* key, const ZObject* value) {
 void ZPKVList::removeEntry(const ZObject* key) {
   // Find the order entry first: `key` may be the map's own copy, which the
   // removal from the map deletes.
-  int index = keyOrder.indexOf(key);
+  unsigned int index = keyOrder.indexOf(key);
   ZHashKeyMap::removeEntry(key);
-  if (index >= 0) keyOrder.remove(static_cast<unsigned int>(index));
+  keyOrder.remove(index);  // ignored when the key was not in the list
 }
 
 void ZPKVList::removeAll() {
@@ -321,8 +333,7 @@ ZArrayList* ZPCategoryBasedCache::createAndGet(ZHashKeyMap& map, const char* sta
   ZPKVList* keys = static_cast<ZPKVList*>(map.getEntry(&stanzaProbe));
   if (keys == nullptr) {
     ZLCString stanzaName(orEmpty(stanza));
-    ZPKVList empty;
-    map.putEntry(&stanzaName, &empty);
+    map.putEntry(&stanzaName, emptyKeys);
     keys = static_cast<ZPKVList*>(map.getEntry(&stanzaProbe));
   }
   if (key == nullptr) return nullptr;
@@ -330,8 +341,7 @@ ZArrayList* ZPCategoryBasedCache::createAndGet(ZHashKeyMap& map, const char* sta
   ZArrayList* record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
   if (record == nullptr) {
     ZLCString keyName(key);
-    std::unique_ptr<ZArrayList> fresh(newRecord());
-    keys->putEntry(&keyName, fresh.get());
+    keys->putEntry(&keyName, emptyRecord);
     record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
   }
   return record;
