@@ -20,6 +20,7 @@
 
 
 // Code-set services
+#include "Z/zkelutil.h"
 
 
 
@@ -39,6 +40,8 @@
 
 
 // Locks, conditions, read-write locks and threads
+#include "Z/ZLock.h"
+#include "Z/ZCondition.h"
 
 
 
