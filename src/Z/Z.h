@@ -36,6 +36,8 @@
 
 
 // Maps and key maps
+#include "Z/ZHashMap.h"
+#include "Z/ZHashKeyMap.h"
 
 
 
