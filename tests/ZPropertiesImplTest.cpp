@@ -189,10 +189,10 @@ TEST(ZPropertiesImplTest, FullKeyKeepsWholeTextAsStanza) {
   EXPECT_STREQ("a.b", made.getChars());
 
   EXPECT_EQ(2u, cache.count());
-  expectInvalidParameter([&] { cache.validateKey(nullptr, stanza, key); }, 300);
-  expectInvalidParameter([&] { cache.set("nodot", "v"); }, 304);
-  expectInvalidParameter([&] { cache.get("nodot", ZPCache::GET_ANY); }, 304);
-  expectInvalidParameter([&] { cache.addLine("nodot", "v", 0); }, 304);
+  expectInvalidParameter([&] { cache.validateKey(nullptr, stanza, key); }, 319);
+  expectInvalidParameter([&] { cache.set("nodot", "v"); }, 323);
+  expectInvalidParameter([&] { cache.get("nodot", ZPCache::GET_ANY); }, 323);
+  expectInvalidParameter([&] { cache.addLine("nodot", "v", 0); }, 323);
   EXPECT_EQ(2u, cache.count());
   EXPECT_FALSE(cache.contains("nodot"));
   EXPECT_TRUE(cache.lines.isEmpty());

@@ -316,11 +316,11 @@ ZPCategoryBasedCache::~ZPCategoryBasedCache() {}
 void ZPCategoryBasedCache::validateKey(const char* fullKey, ZLCString& stanza,
                                        ZLCString& key) const {
   if (fullKey == nullptr) {
-    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 300);
+    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 319);
   }
   const char* dot = std::strchr(fullKey, '.');
   if (dot == nullptr) {
-    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 304);
+    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 323);
   }
   // The whole text names the stanza; the key keeps its leading dot.
   stanza = fullKey;

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "Z/ZArrayList.h"
-#include "Z/ZHashMap.h"
+#include "Z/ZHashKeyMap.h"
 #include "Z/ZLCString.h"
 #include "Z/ZLock.h"
 #include "Z/ZObject.h"
