@@ -57,6 +57,7 @@
 
 
 // Property cache
+#include "Z/ZPropertiesImpl.h"
 
 
 
