@@ -10,11 +10,7 @@
 #include <string>
 
 #include "Z/ZException.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 namespace {
 
