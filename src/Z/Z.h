@@ -37,6 +37,7 @@
 
 
 // Shared libraries, compression and platform utilities
+#include "Z/ZSqueeze.h"
 
 
 

@@ -38,6 +38,8 @@
 
 
 // Shared libraries, compression and platform utilities
+#define ZSqueeze ZSqueeze_7_0_0
+#define ZAdler32 ZAdler32_7_0_0
 
 
 
