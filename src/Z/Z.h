@@ -38,6 +38,7 @@
 
 // Shared libraries, compression and platform utilities
 #include "Z/ZSqueeze.h"
+#include "Z/ZLocalHostName.h"
 
 
 

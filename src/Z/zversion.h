@@ -40,6 +40,12 @@
 // Shared libraries, compression and platform utilities
 #define ZSqueeze ZSqueeze_7_0_0
 #define ZAdler32 ZAdler32_7_0_0
+#define ZLocalHostName ZLocalHostName_7_0_0
+#define zconvert_UTF16_to_UTF8 zconvert_UTF16_to_UTF8_7_0_0
+#define zsetfileinheritance zsetfileinheritance_7_0_0
+#define zsetfileinheritancesocket zsetfileinheritancesocket_7_0_0
+#define zinet_pton zinet_pton_7_0_0
+#define zinet_ntop zinet_ntop_7_0_0
 
 
 
