@@ -5,14 +5,22 @@
 #include "Z/zversion.h"
 
 // Object model, exceptions and the message service
+#include "Z/ZObject.h"
+#include "Z/ZException.h"
+#include "Z/ZMessage.h"
 
 
 
 // Strings
+#include "Z/ZAbstractString.h"
+#include "Z/ZAbstractMutableString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8String.h"
 
 
 
 // Code-set services
+#include "Z/zkelutil.h"
 
 
 
@@ -21,14 +29,21 @@
 
 
 // Arrays, buffers, lists and stacks
+#include "Z/ZArray.h"
+#include "Z/ZBuffer.h"
+#include "Z/ZArrayList.h"
 
 
 
 // Maps and key maps
+#include "Z/ZHashMap.h"
+#include "Z/ZHashKeyMap.h"
 
 
 
 // Locks, conditions, read-write locks and threads
+#include "Z/ZLock.h"
+#include "Z/ZCondition.h"
 
 
 
