@@ -4,12 +4,20 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
+#include <sched.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "Z/ZMessage.h"
 
 namespace {
 
@@ -34,7 +42,93 @@ Conversion convert(const Units& in, size_t room) {
           Bytes(buf.data(), buf.data() + (dst - buf.data()))};
 }
 
+// Records the numbered messages instead of writing them.
+class RecordingService : public ZMessageService {
+ public:
+  void outputMessage(const char* file, int line, int number, int count, const ZLCString* s1,
+                     const ZLCString*, const ZLCString*, const ZLCString*, const ZLCString*,
+                     const ZLCString*) const override {
+    text += std::string(file) + ":" + std::to_string(line) + " #" + std::to_string(number) +
+            " count " + std::to_string(count) + " [" + (s1 != nullptr ? s1->getChars() : "") +
+            "]\n";
+  }
+  void outputMessageUTF8(const char*, int, int, int, const ZUTF8String*, const ZUTF8String*,
+                         const ZUTF8String*, const ZUTF8String*, const ZUTF8String*,
+                         const ZUTF8String*) const override {}
+  void outputException(ZException&) const override {}
+  void outputException(const ZZException*, va_list) const override {}
+  mutable std::string text;
+};
+
+// Runs body in a child process and returns its exit status, or -1 when it
+// does not end in time.
+template <typename Body>
+int inChild(Body body) {
+  pid_t pid = fork();
+  if (pid == 0) _exit(body());
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  int status = 0;
+  while (waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 }  // namespace
+
+TEST(ZLocalHostNameTest, ReturnsTheOfficialNameOfTheHost) {
+  RecordingService service;
+  ZMessageService::setMessageService(&service);
+  ZLCString name = ZLocalHostName::getLocalHostName();
+  ZMessageService::setMessageService(nullptr);
+  char host[256];
+  ASSERT_EQ(0, gethostname(host, sizeof host));
+  struct hostent* entry = gethostbyname(host);
+  if (entry != nullptr) {
+    EXPECT_STREQ(entry->h_name, name.getChars());
+    EXPECT_EQ("", service.text);
+  } else {
+    EXPECT_STREQ("", name.getChars());
+  }
+}
+
+TEST(ZLocalHostNameTest, UnknownHostIsReportedAndGivesAnEmptyName) {
+  // A host name the resolver rejects outright, set in a private host-name
+  // namespace of a child process (so that no network lookup is made).
+  int pipeFds[2];
+  ASSERT_EQ(0, pipe(pipeFds));
+  int status = inChild([&] {
+    close(pipeFds[0]);
+    const char kName[] = "no such host!";
+    if (unshare(CLONE_NEWUTS) != 0 || sethostname(kName, sizeof kName - 1) != 0) return 77;
+    RecordingService service;
+    ZMessageService::setMessageService(&service);
+    ZLCString name = ZLocalHostName::getLocalHostName();
+    ZMessageService::setMessageService(nullptr);
+    std::string out = "name [" + std::string(name.getChars()) + "]\n" + service.text;
+    return write(pipeFds[1], out.data(), out.size()) == (ssize_t)out.size() ? 0 : 1;
+  });
+  close(pipeFds[1]);
+  std::string out;
+  char buf[512];
+  ssize_t n;
+  while ((n = read(pipeFds[0], buf, sizeof buf)) > 0) out.append(buf, n);
+  close(pipeFds[0]);
+  if (status == 77) GTEST_SKIP() << "cannot change the host name here";
+  ASSERT_EQ(0, status);
+  // The insert is errno in decimal, whatever the resolver left there.
+  std::string head = "name []\nsrc/Z/ZLocalHostName:65 #26 count 1 [";
+  ASSERT_EQ(head, out.substr(0, head.size())) << out;
+  std::string insert = out.substr(head.size(), out.size() - head.size() - 2);
+  EXPECT_EQ("]\n", out.substr(out.size() - 2));
+  EXPECT_FALSE(insert.empty());
+  EXPECT_EQ(std::string::npos, insert.find_first_not_of("0123456789")) << insert;
+}
 
 TEST(ZLocalHostNameTest, ConvertsUTF16ToUTF8) {
   struct Case {

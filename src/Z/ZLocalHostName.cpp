@@ -3,6 +3,71 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netdb.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "Z/ZException.h"
+#include "Z/ZMessage.h"
+
+namespace {
+
+const size_t kHostNameSize = 256;
+
+// Reports a failed lookup through the message service, errno in decimal as
+// the one insert.
+void report(int line, int number, int error) {
+  ZLCString rc(error);
+  ZMessageService::messageService()->outputMessage("src/Z/ZLocalHostName", line, number, 1, &rc,
+                                                   nullptr, nullptr, nullptr, nullptr, nullptr);
+}
+
+}  // namespace
+
+ZLCString ZLocalHostName::getLocalHostName() {
+  char* name = static_cast<char*>(std::malloc(kHostNameSize));
+  if (name == nullptr) {
+    ZOutOfMemoryException().throwException("src/Z/ZLocalHostName", 32);
+  }
+  ZLCString result;
+  if (gethostname(name, kHostNameSize) != 0) {
+    report(36, kZMsgGetHostName, errno);
+    std::free(name);
+    return result;
+  }
+  name[kHostNameSize - 1] = '\0';
+  // The reentrant lookup, so that threads do not share the resolver's
+  // static result; its work area grows until the answer fits.
+  size_t size = 1024;
+  char* work = nullptr;
+  struct hostent entry;
+  struct hostent* found = nullptr;
+  int lookupError = 0;
+  int rc;
+  for (;;) {
+    char* bigger = static_cast<char*>(std::realloc(work, size));
+    if (bigger == nullptr) {
+      std::free(work);
+      std::free(name);
+      ZOutOfMemoryException().throwException("src/Z/ZLocalHostName", 54);
+    }
+    work = bigger;
+    errno = 0;
+    rc = gethostbyname_r(name, &entry, work, size, &found, &lookupError);
+    if (rc != ERANGE) break;
+    size *= 2;
+  }
+  if (found != nullptr) {
+    result = found->h_name;
+  } else {
+    report(65, kZMsgGetHostByName, errno);
+  }
+  std::free(work);
+  std::free(name);
+  return result;
+}
 
 int zconvert_UTF16_to_UTF8(const unsigned short** sourceStart, const unsigned short* sourceEnd,
                            unsigned char** targetStart, unsigned char* targetEnd) {

@@ -34,6 +34,20 @@ const char* zinet_ntop(int family, const void* address, char* buffer, unsigned i
 
 #ifdef __cplusplus
 }  // extern "C"
-#endif
+
+#include "Z/ZLCString.h"
+
+// The name of the local host.
+class ZLocalHostName {
+ public:
+  // The host's official name, looked up afresh on every call (nothing is
+  // cached, so a renamed host is seen at once). A failed lookup is reported
+  // through the message service (messages 25 and 26, with errno as insert)
+  // and yields an empty string; only a failed allocation throws
+  // (ZOutOfMemoryException). Safe to call from several threads.
+  static ZLCString getLocalHostName();
+};
+
+#endif  // __cplusplus
 
 #endif  // Z_ZLOCALHOSTNAME_H_

@@ -179,6 +179,12 @@
 #define zsetfileinheritancesocket zsetfileinheritancesocket_7_0_0
 #define zinet_pton zinet_pton_7_0_0
 #define zinet_ntop zinet_ntop_7_0_0
+#define ZAbstractSharedLibrary ZAbstractSharedLibrary_7_0_0
+#define ZSharedLibrary ZSharedLibrary_7_0_0
+#define zdlopen zdlopen_7_0_0
+#define zdlsym zdlsym_7_0_0
+#define zdlclose zdlclose_7_0_0
+#define zdlerror zdlerror_7_0_0
 
 
 
