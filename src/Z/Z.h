@@ -17,6 +17,7 @@
 
 
 // Formatted output, string iteration and tokenising
+#include "Z/zsnprintf.h"
 
 
 
