@@ -497,12 +497,15 @@ long long renderInteger(const zvsnprintf_record* rec, const zvsnprintf_arg* args
   const unsigned int base = (flags & ZFMT_OCTAL) ? 8 : (flags & ZFMT_HEX) ? 16 : 10;
   const char* digitSet = (flags & ZFMT_UPPERHEX) ? "0123456789ABCDEF" : "0123456789abcdef";
 
+  // Digits are produced from the right end of the buffer.
   char digits[32];
-  int n = 0;
-  for (unsigned long long m = magnitude; m != 0; m /= base) digits[n++] = digitSet[m % base];
+  char* const digitsEnd = digits + sizeof digits;
+  char* d = digitsEnd;
+  for (unsigned long long m = magnitude; m != 0; m /= base) *--d = digitSet[m % base];
+  const int n = static_cast<int>(digitsEnd - d);
 
   long long zeros = rp.precision > n ? rp.precision - n : 0;
-  if ((flags & ZFMT_ALTERNATE) && base == 8 && zeros == 0 && (n == 0 || digits[n - 1] != '0')) {
+  if ((flags & ZFMT_ALTERNATE) && base == 8 && zeros == 0 && (n == 0 || *d != '0')) {
     zeros = 1;  // "#" makes the first octal digit a zero
   }
   char prefix[3];
@@ -520,7 +523,7 @@ long long renderInteger(const zvsnprintf_record* rec, const zvsnprintf_arg* args
   emit(out, prefix, plen);
   if (zeroPad) emitFill(out, '0', fill);
   emitFill(out, '0', zeros);
-  for (int i = n - 1; i >= 0; --i) emit(out, &digits[i], 1);
+  emit(out, d, static_cast<size_t>(n));
   if (flags & ZFMT_LEFT) emitFill(out, ' ', fill);
   return fill > 0 ? rp.width : len;
 }
