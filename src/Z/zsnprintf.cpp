@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "Z/zkelutil.h"
-#include "kel/kel.h"
 
 namespace {
 
@@ -404,16 +403,16 @@ long long padded(Output* out, const RenderParams& rp, unsigned int flags, const 
   return fill > 0 ? rp.width : static_cast<long long>(len);
 }
 
-typedef long long (*Renderer)(const void* cs, const zvsnprintf_record* rec,
+typedef long long (*Renderer)(kel_cs_handle cs, const zvsnprintf_record* rec,
                               const zvsnprintf_arg* args, Output* out);
 
-long long render_percent(const void*, const zvsnprintf_record*, const zvsnprintf_arg*,
+long long render_percent(kel_cs_handle, const zvsnprintf_record*, const zvsnprintf_arg*,
                          Output* out) {
   emit(out, "%", 1);
   return 1;
 }
 
-long long render_char(const void*, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
+long long render_char(kel_cs_handle, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
                       Output* out) {
   RenderParams rp = getRenderParams(rec, args);
   char c = static_cast<char>(static_cast<unsigned char>(args[rec->value].v.i));
@@ -422,14 +421,14 @@ long long render_char(const void*, const zvsnprintf_record* rec, const zvsnprint
 
 // Converts one 16-bit wide character into the code set; its byte length,
 // or -1 when it has no representation there.
-int wideToMultibyte(const void* cs, unsigned short wc, char* buf) {
-  return kel_wctomb(static_cast<kel_cs_t>(const_cast<void*>(cs)), buf, static_cast<wchar_t>(wc));
+int wideToMultibyte(kel_cs_handle cs, unsigned short wc, char* buf) {
+  return kel_wctomb(cs, buf, static_cast<wchar_t>(wc));
 }
 
-long long render_wchar(const void* cs, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
+long long render_wchar(kel_cs_handle cs, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
                        Output* out) {
   RenderParams rp = getRenderParams(rec, args);
-  char buf[32];
+  char buf[KEL_MB_LEN_MAX];
   int n = wideToMultibyte(cs, static_cast<unsigned short>(args[rec->value].v.u), buf);
   if (n < 0) return -1;
   long long fill = static_cast<long long>(rp.width) - n;
@@ -444,11 +443,11 @@ long long render_wchar(const void* cs, const zvsnprintf_record* rec, const zvsnp
   return fill > 0 ? rp.width : n;
 }
 
-long long renderWideString(const void* cs, const zvsnprintf_record* rec, const RenderParams& rp,
+long long renderWideString(kel_cs_handle cs, const zvsnprintf_record* rec, const RenderParams& rp,
                            const unsigned short* ws, Output* out) {
   // Measure first: the padding depends on the converted length, which the
   // precision limits to whole characters.
-  char buf[32];
+  char buf[KEL_MB_LEN_MAX];
   long long len = 0;
   for (const unsigned short* w = ws; *w; ++w) {
     int n = wideToMultibyte(cs, *w, buf);
@@ -475,7 +474,7 @@ long long renderWideString(const void* cs, const zvsnprintf_record* rec, const R
   return fill > 0 ? rp.width : len;
 }
 
-long long render_string(const void* cs, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
+long long render_string(kel_cs_handle cs, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
                         Output* out) {
   RenderParams rp = getRenderParams(rec, args);
   if (rec->type == ZFMT_T_WSTRING) {
@@ -528,7 +527,7 @@ long long renderInteger(const zvsnprintf_record* rec, const zvsnprintf_arg* args
   return fill > 0 ? rp.width : len;
 }
 
-long long render_longlong(const void*, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
+long long render_longlong(kel_cs_handle, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
                           Output* out) {
   long long v = args[rec->value].v.i;
   switch (rec->type) {
@@ -553,7 +552,7 @@ long long render_longlong(const void*, const zvsnprintf_record* rec, const zvsnp
   return renderInteger(rec, args, magnitude, sign, out);
 }
 
-long long render_ulonglong(const void*, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
+long long render_ulonglong(kel_cs_handle, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
                            Output* out) {
   unsigned long long v = args[rec->value].v.u;
   switch (rec->type) {
@@ -584,7 +583,7 @@ int formatFloating(char* buf, size_t size, const char* fmt, const RenderParams& 
 
 // Floating point goes through the C library, with the record's flags,
 // width and precision rebuilt into a format of its own.
-long long render_double(const void*, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
+long long render_double(kel_cs_handle, const zvsnprintf_record* rec, const zvsnprintf_arg* args,
                         Output* out) {
   RenderParams rp = getRenderParams(rec, args);
   const unsigned int flags = rec->flags;
@@ -670,7 +669,7 @@ int parseFormat(zvsnprintf_context* ctx, const char* format) {
 
 extern "C" {
 
-int zvsnprintf_parse(zvsnprintf_context* context, const void* codeSetHandle, const char* format,
+int zvsnprintf_parse(zvsnprintf_context* context, kel_cs_handle codeSetHandle, const char* format,
                      va_list args) {
   if (!context) return -1;
   context->codeset = codeSetHandle;

@@ -7,6 +7,8 @@
 #include <stdarg.h>
 #include <stddef.h>
 
+#include "kel/kel.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -87,7 +89,7 @@ typedef struct zvsnprintf_arg {
 /* State shared by the parse and render passes. Lives on the caller's stack;
    formats of up to ten conversions and nine arguments need nothing else. */
 typedef struct zvsnprintf_context {
-  const void* codeset;
+  kel_cs_handle codeset;
   const char* format;
   zvsnprintf_record* records;
   int recordCount;
@@ -101,7 +103,7 @@ typedef struct zvsnprintf_context {
 /* Parse pass: records every conversion and fetches every argument.
    0 on success; -1 on a bad format, a gap in the argument numbers or
    failed allocation. Call zvsnprintf_done afterwards in every case. */
-int zvsnprintf_parse(zvsnprintf_context* context, const void* codeSetHandle, const char* format,
+int zvsnprintf_parse(zvsnprintf_context* context, kel_cs_handle codeSetHandle, const char* format,
                      va_list args);
 
 /* Render pass: writes at most size - 1 characters and a NUL (when size is at
