@@ -5,10 +5,17 @@
 #include "Z/zversion.h"
 
 // Object model, exceptions and the message service
+#include "Z/ZObject.h"
+#include "Z/ZException.h"
+#include "Z/ZMessage.h"
 
 
 
 // Strings
+#include "Z/ZAbstractString.h"
+#include "Z/ZAbstractMutableString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8String.h"
 
 
 
@@ -22,6 +29,9 @@
 
 
 // Arrays, buffers, lists and stacks
+#include "Z/ZArray.h"
+#include "Z/ZBuffer.h"
+#include "Z/ZArrayList.h"
 
 
 
@@ -30,6 +40,8 @@
 
 
 // Locks, conditions, read-write locks and threads
+#include "Z/ZLock.h"
+#include "Z/ZCondition.h"
 
 
 
