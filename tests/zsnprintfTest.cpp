@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8String.h"
 #include "Z/zkelutil.h"
 
 namespace {
@@ -376,4 +378,23 @@ TEST(zsnprintfTest, AllocatingFormsReportFailuresAndOwnTheirResult) {
   EXPECT_EQ(5002, zasprintf(&s, "<%s>", big.c_str()));
   EXPECT_EQ("<" + big + ">", s);
   zasprintf_free(s);
+}
+
+TEST(zsnprintfTest, MutableStringFormatReplacesTheTextOnlyOnSuccess) {
+  ZUTF8String s("old text");
+  EXPECT_EQ(&s, &s.format("%2$s-%1$05d", 42, "id"));
+  EXPECT_STREQ("id-00042", s.getChars());
+  EXPECT_EQ(8u, s.getLength());
+  s.format("%lf", 1.0);
+  EXPECT_STREQ("id-00042", s.getChars());
+  s.format("%n", nullptr);
+  EXPECT_STREQ("id-00042", s.getChars());
+  std::string wide(300, 'w');
+  ZLCString l;
+  l.format("[%s|%*d]", wide.c_str(), 10, -3);
+  EXPECT_EQ("[" + wide + "|        -3]", l.getChars());
+  EXPECT_EQ(313u, l.getLength());
+  l.format("%s", "");
+  EXPECT_STREQ("", l.getChars());
+  EXPECT_EQ(0u, l.getLength());
 }
