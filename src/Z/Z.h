@@ -20,6 +20,7 @@
 
 
 // Code-set services
+#include "Z/zkelutil.h"
 
 
 
@@ -38,6 +39,8 @@
 
 
 // Maps and key maps
+#include "Z/ZHashMap.h"
+#include "Z/ZHashKeyMap.h"
 
 
 
