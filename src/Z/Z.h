@@ -59,6 +59,7 @@
 
 
 // Property cache
+#include "Z/ZPropertiesImpl.h"
 
 
 
