@@ -47,6 +47,7 @@
 // Locks, conditions, read-write locks and threads
 #include "Z/ZLock.h"
 #include "Z/ZCondition.h"
+#include "Z/ZThread.h"
 
 
 
