@@ -56,6 +56,7 @@
 
 
 // Property cache
+#include "Z/ZPropertiesImpl.h"
 
 
 
