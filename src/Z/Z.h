@@ -44,6 +44,7 @@
 // Locks, conditions, read-write locks and threads
 #include "Z/ZLock.h"
 #include "Z/ZCondition.h"
+#include "Z/ZThread.h"
 
 
 
@@ -52,6 +53,9 @@
 
 
 // Shared libraries, compression and platform utilities
+#include "Z/ZSqueeze.h"
+#include "Z/ZLocalHostName.h"
+#include "Z/ZSharedLibrary.h"
 
 
 
