@@ -21,6 +21,8 @@
 
 // Code-set services
 #include "Z/zkelutil.h"
+#include "Z/ZKELUTF8Converter.h"
+#include "Z/ZWinRegistry.h"
 
 
 
