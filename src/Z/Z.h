@@ -38,6 +38,8 @@
 
 
 // Maps and key maps
+#include "Z/ZHashMap.h"
+#include "Z/ZHashKeyMap.h"
 
 
 

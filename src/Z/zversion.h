@@ -134,6 +134,16 @@
 
 
 // Maps and key maps
+#define ZMap ZMap_7_0_0
+#define ZAbstractMap ZAbstractMap_7_0_0
+#define ZArrayMap ZArrayMap_7_0_0
+#define ZHashMap ZHashMap_7_0_0
+#define ZMapIterator ZMapIterator_7_0_0
+#define ZArrayMapIterator ZArrayMapIterator_7_0_0
+#define ZKeyMap ZKeyMap_7_0_0
+#define ZAbstractKeyMap ZAbstractKeyMap_7_0_0
+#define ZKeyEntry ZKeyEntry_7_0_0
+#define ZHashKeyMap ZHashKeyMap_7_0_0
 
 
 
