@@ -46,6 +46,7 @@
 // Locks, conditions, read-write locks and threads
 #include "Z/ZLock.h"
 #include "Z/ZCondition.h"
+#include "Z/ZThread.h"
 
 
 
@@ -58,6 +59,7 @@
 
 
 // Property cache
+#include "Z/ZPropertiesImpl.h"
 
 
 

@@ -1,6 +1,8 @@
 // zbase: key maps (key object to value object) and their entries.
 #include "Z/ZHashKeyMap.h"
 
+#include <typeinfo>
+
 int ZAbstractKeyMap::isEmpty() const { return size() == 0; }
 
 // ---- ZKeyEntry ---------------------------------------------------------
@@ -54,7 +56,11 @@ int ZKeyEntry::compare(const ZObject& other) const {
 ZObject* ZKeyEntry::clone() const { return new ZKeyEntry(*this); }
 
 int ZKeyEntry::equals(const ZObject& other) const {
-  const ZKeyEntry* that = dynamic_cast<const ZKeyEntry*>(&other);
+  // Buckets hold only entries: the exact-type test spares the far dearer
+  // cast through the class tree on every probe of a lookup.
+  const ZKeyEntry* that = typeid(other) == typeid(ZKeyEntry)
+                              ? static_cast<const ZKeyEntry*>(&other)
+                              : dynamic_cast<const ZKeyEntry*>(&other);
   if (that == nullptr) return 0;
   if (hashValue_ != that->hashValue_) return 0;
   if (key_ == nullptr || that->key_ == nullptr) return key_ == that->key_;

@@ -175,6 +175,13 @@
 
 
 // Property cache
+#define ZPropLine ZPropLine_7_0_0
+#define ZObfuscatedItem ZObfuscatedItem_7_0_0
+#define ZPKVList ZPKVList_7_0_0
+#define ZPCache ZPCache_7_0_0
+#define ZPCategoryBasedCache ZPCategoryBasedCache_7_0_0
+#define ZPropRegistry ZPropRegistry_7_0_0
+#define isCommentWeWant isCommentWeWant_7_0_0
 
 
 
