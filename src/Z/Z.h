@@ -55,6 +55,9 @@
 
 
 // Shared libraries, compression and platform utilities
+#include "Z/ZSqueeze.h"
+#include "Z/ZLocalHostName.h"
+#include "Z/ZSharedLibrary.h"
 
 
 

@@ -171,6 +171,20 @@
 
 
 // Shared libraries, compression and platform utilities
+#define ZSqueeze ZSqueeze_7_0_0
+#define ZAdler32 ZAdler32_7_0_0
+#define ZLocalHostName ZLocalHostName_7_0_0
+#define zconvert_UTF16_to_UTF8 zconvert_UTF16_to_UTF8_7_0_0
+#define zsetfileinheritance zsetfileinheritance_7_0_0
+#define zsetfileinheritancesocket zsetfileinheritancesocket_7_0_0
+#define zinet_pton zinet_pton_7_0_0
+#define zinet_ntop zinet_ntop_7_0_0
+#define ZAbstractSharedLibrary ZAbstractSharedLibrary_7_0_0
+#define ZSharedLibrary ZSharedLibrary_7_0_0
+#define zdlopen zdlopen_7_0_0
+#define zdlsym zdlsym_7_0_0
+#define zdlclose zdlclose_7_0_0
+#define zdlerror zdlerror_7_0_0
 
 
 
