@@ -1,7 +1,6 @@
 // zbase: tests of the local host name and the small platform helpers.
 #include "Z/ZLocalHostName.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
@@ -122,7 +121,7 @@ TEST(ZLocalHostNameTest, UnknownHostIsReportedAndGivesAnEmptyName) {
   if (status == 77) GTEST_SKIP() << "cannot change the host name here";
   ASSERT_EQ(0, status);
   // The insert is errno in decimal, whatever the resolver left there.
-  std::string head = "name []\nsrc/Z/ZLocalHostName:65 #26 count 1 [";
+  std::string head = "name []\nsrc/Z/ZLocalHostName:63 #26 count 1 [";
   ASSERT_EQ(head, out.substr(0, head.size())) << out;
   std::string insert = out.substr(head.size(), out.size() - head.size() - 2);
   EXPECT_EQ("]\n", out.substr(out.size() - 2));
@@ -210,23 +209,4 @@ TEST(ZLocalHostNameTest, SetsAndClearsCloseOnExec) {
   close(fds[1]);
   EXPECT_EQ(0, zsetfileinheritance(fds[0], 0));  // closed descriptor
   EXPECT_EQ(0, zsetfileinheritancesocket(-1, 1));
-}
-
-TEST(ZLocalHostNameTest, AddressConversionPassesResultsThrough) {
-  unsigned char v4[4];
-  EXPECT_EQ(1, zinet_pton(AF_INET, "192.168.1.20", v4));
-  EXPECT_EQ(Bytes({192, 168, 1, 20}), Bytes(v4, v4 + 4));
-  EXPECT_EQ(0, zinet_pton(AF_INET, "192.168.1.256", v4));
-  unsigned char v6[16];
-  EXPECT_EQ(1, zinet_pton(AF_INET6, "fe80::1:2", v6));
-  errno = 0;
-  EXPECT_EQ(-1, zinet_pton(12345, "1.2.3.4", v4));
-  EXPECT_EQ(EAFNOSUPPORT, errno);
-
-  char text[INET6_ADDRSTRLEN];
-  EXPECT_STREQ("192.168.1.20", zinet_ntop(AF_INET, v4, text, sizeof text));
-  EXPECT_EQ(text, zinet_ntop(AF_INET6, v6, text, sizeof text));
-  EXPECT_STREQ("fe80::1:2", text);
-  EXPECT_EQ(nullptr, zinet_ntop(AF_INET, v4, text, 12));  // needs 13 bytes
-  EXPECT_EQ(ENOSPC, errno);
 }

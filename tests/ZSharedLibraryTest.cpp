@@ -140,7 +140,7 @@ TEST(ZSharedLibraryTest, FailuresThrowWithTheLoadersText) {
     EXPECT_EQ(51u, e.getErrorNumber());
     EXPECT_STREQ("ZSharedLibraryLoadException", e.getName());
     EXPECT_STREQ("src/Z/ZSharedLibrary", e.who());
-    EXPECT_EQ(146, e.where());
+    EXPECT_EQ(155, e.where());
     EXPECT_STREQ(lib("libzshl_none").c_str(), e.library());
     // The text of the last attempt, the name with ".so".
     EXPECT_EQ(lib("libzshl_none.so") +
@@ -163,8 +163,9 @@ TEST(ZSharedLibraryTest, FailuresThrowWithTheLoadersText) {
     plain.unloadLibrary();
     FAIL() << "unloaded a library that was not loaded";
   } catch (ZSharedLibraryLoadException& e) {
-    EXPECT_EQ(163, e.where());
+    EXPECT_EQ(172, e.where());
     EXPECT_EQ(2, e.rc());
+    EXPECT_STREQ("", e.text());  // the loader was not asked
   }
   plain.loadLibrary();
   try {
@@ -174,7 +175,7 @@ TEST(ZSharedLibraryTest, FailuresThrowWithTheLoadersText) {
     EXPECT_EQ(52u, e.getErrorNumber());
     EXPECT_STREQ("ZSharedLibraryResolveException", e.getName());
     EXPECT_STREQ("src/Z/ZSharedLibrary", e.who());
-    EXPECT_EQ(175, e.where());
+    EXPECT_EQ(184, e.where());
     EXPECT_STREQ(lib("libzshl_plain.so").c_str(), e.library());
     EXPECT_STREQ("zshlib_missing", e.symbol());
     EXPECT_NE(std::string::npos, std::string(e.text()).find("undefined symbol: zshlib_missing"));
@@ -189,7 +190,7 @@ TEST(ZSharedLibraryTest, RefusingInitializeKeepsTheLibraryLoaded) {
     refuse.loadLibrary();
     FAIL() << "initialize refused, but the load succeeded";
   } catch (ZSharedLibraryLoadException& e) {
-    EXPECT_EQ(153, e.where());
+    EXPECT_EQ(162, e.where());
     EXPECT_STREQ("initialize", e.text());
     EXPECT_EQ(refuse.getLastErrorNumber(), e.rc());
   }

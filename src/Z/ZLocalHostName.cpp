@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
@@ -15,6 +16,9 @@
 namespace {
 
 const size_t kHostNameSize = 256;
+
+// A block from the C allocator, freed on every way out.
+typedef std::unique_ptr<char, void (*)(void*)> Block;
 
 // Reports a failed lookup through the message service, errno in decimal as
 // the one insert.
@@ -27,45 +31,39 @@ void report(int line, int number, int error) {
 }  // namespace
 
 ZLCString ZLocalHostName::getLocalHostName() {
-  char* name = static_cast<char*>(std::malloc(kHostNameSize));
+  Block name(static_cast<char*>(std::malloc(kHostNameSize)), &std::free);
   if (name == nullptr) {
-    ZOutOfMemoryException().throwException("src/Z/ZLocalHostName", 32);
+    ZOutOfMemoryException().throwException("src/Z/ZLocalHostName", 36);
   }
   ZLCString result;
-  if (gethostname(name, kHostNameSize) != 0) {
-    report(36, kZMsgGetHostName, errno);
-    std::free(name);
+  if (gethostname(name.get(), kHostNameSize) != 0) {
+    report(40, kZMsgGetHostName, errno);
     return result;
   }
-  name[kHostNameSize - 1] = '\0';
+  name.get()[kHostNameSize - 1] = '\0';
   // The reentrant lookup, so that threads do not share the resolver's
   // static result; its work area grows until the answer fits.
-  size_t size = 1024;
-  char* work = nullptr;
+  Block work(nullptr, &std::free);
   struct hostent entry;
   struct hostent* found = nullptr;
   int lookupError = 0;
-  int rc;
-  for (;;) {
-    char* bigger = static_cast<char*>(std::realloc(work, size));
+  for (size_t size = 1024;; size *= 2) {
+    char* bigger = static_cast<char*>(std::realloc(work.get(), size));
     if (bigger == nullptr) {
-      std::free(work);
-      std::free(name);
-      ZOutOfMemoryException().throwException("src/Z/ZLocalHostName", 54);
+      ZOutOfMemoryException().throwException("src/Z/ZLocalHostName", 53);
     }
-    work = bigger;
+    work.release();
+    work.reset(bigger);
     errno = 0;
-    rc = gethostbyname_r(name, &entry, work, size, &found, &lookupError);
-    if (rc != ERANGE) break;
-    size *= 2;
+    if (gethostbyname_r(name.get(), &entry, work.get(), size, &found, &lookupError) != ERANGE) {
+      break;
+    }
   }
-  if (found != nullptr) {
-    result = found->h_name;
-  } else {
-    report(65, kZMsgGetHostByName, errno);
+  if (found == nullptr) {
+    report(63, kZMsgGetHostByName, errno);
+    return result;
   }
-  std::free(work);
-  std::free(name);
+  result = found->h_name;
   return result;
 }
 

@@ -16,6 +16,10 @@ const int kDefaultMode = RTLD_NOW | RTLD_GLOBAL;
 // The error number for a missing name or handle.
 const int kNoSuchEntry = 2;
 
+// Drops the loader's pending error text, so that zdlerror after a failed
+// call reports that call and nothing older.
+void clearLoaderError() { (void)dlerror(); }
+
 }  // namespace
 
 void* zdlopen(const char* name, int mode, int* error) {
@@ -24,6 +28,9 @@ void* zdlopen(const char* name, int mode, int* error) {
     if (error != nullptr) *error = kNoSuchEntry;
     return nullptr;
   }
+  clearLoaderError();
+  // The loader does not always set errno: start from 0 rather than report
+  // a stale number.
   errno = 0;
   void* handle = dlopen(name, mode == 0 ? kDefaultMode : mode);
   if (handle == nullptr && error != nullptr) *error = errno;
@@ -36,6 +43,7 @@ void* zdlsym(void* handle, const char* symbol, int* error) {
     if (error != nullptr) *error = errno;
     return nullptr;
   }
+  clearLoaderError();
   void* address = dlsym(handle, symbol);
   if (address == nullptr && error != nullptr) *error = errno;
   return address;
@@ -43,6 +51,7 @@ void* zdlsym(void* handle, const char* symbol, int* error) {
 
 int zdlclose(void* handle, int* error) {
   if (error != nullptr) *error = 0;
+  clearLoaderError();
   if (handle == nullptr) {
     if (error != nullptr) *error = kNoSuchEntry;
     return -1;
@@ -143,14 +152,14 @@ void ZSharedLibrary::loadLibrary() {
   if (handle == nullptr) {
     ZSharedLibraryLoadException e(libraryName_.getChars(), lastErrorMessage_.getChars(),
                                   lastErrorNumber_);
-    e.throwException("src/Z/ZSharedLibrary", 146);
+    e.throwException("src/Z/ZSharedLibrary", 155);
   }
   // Loading again only adds a reference to the same handle: drop the old one.
   if (handle_ != nullptr) zdlclose(handle_, &error);
   handle_ = handle;
   if (initialize() != 0) {
     ZSharedLibraryLoadException e(libraryName_.getChars(), "initialize", lastErrorNumber_);
-    e.throwException("src/Z/ZSharedLibrary", 153);
+    e.throwException("src/Z/ZSharedLibrary", 162);
   }
 }
 
@@ -160,7 +169,7 @@ void ZSharedLibrary::unloadLibrary() {
     setLastError(error);
     ZSharedLibraryLoadException e(libraryName_.getChars(), lastErrorMessage_.getChars(),
                                   lastErrorNumber_);
-    e.throwException("src/Z/ZSharedLibrary", 163);
+    e.throwException("src/Z/ZSharedLibrary", 172);
   }
   handle_ = nullptr;
 }
@@ -172,7 +181,7 @@ void* ZSharedLibrary::resolveSymbol(const char* symbol) {
     setLastError(error);
     ZSharedLibraryResolveException e(libraryName_.getChars(), symbol != nullptr ? symbol : "",
                                      lastErrorMessage_.getChars(), lastErrorNumber_);
-    e.throwException("src/Z/ZSharedLibrary", 175);
+    e.throwException("src/Z/ZSharedLibrary", 184);
   }
   return address;
 }
