@@ -27,6 +27,9 @@
 
 
 // Formatted output, string iteration and tokenising
+#include "Z/zsnprintf.h"
+#include "Z/ZStringIterator.h"
+#include "Z/ZStringTokenizer.h"
 
 
 

@@ -108,6 +108,18 @@
 
 
 // Formatted output, string iteration and tokenising
+#define zvsnprintf_parse zvsnprintf_parse_7_0_0
+#define zvsnprintf_render zvsnprintf_render_7_0_0
+#define zvsnprintf_done zvsnprintf_done_7_0_0
+#define zvsnprintf zvsnprintf_7_0_0
+#define zsnprintf zsnprintf_7_0_0
+#define zvsprintf zvsprintf_7_0_0
+#define zsprintf zsprintf_7_0_0
+#define zvasprintf zvasprintf_7_0_0
+#define zasprintf zasprintf_7_0_0
+#define zasprintf_free zasprintf_free_7_0_0
+#define ZStringIterator ZStringIterator_7_0_0
+#define ZStringTokenizer ZStringTokenizer_7_0_0
 
 
 
