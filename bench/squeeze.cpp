@@ -14,7 +14,8 @@ std::vector<unsigned char> sample(size_t n) {
   std::mt19937 gen(1);
   std::vector<unsigned char> v(n);
   // Half-predictable bytes: neither trivial nor incompressible.
-  for (auto& b : v) b = static_cast<unsigned char>("stanza key = value\n"[gen() % 19] ^ (gen() & 1));
+  for (auto& b : v)
+    b = static_cast<unsigned char>("stanza key = value\n"[gen() % 19] ^ (gen() & 1));
   return v;
 }
 

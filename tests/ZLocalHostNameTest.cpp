@@ -1,6 +1,4 @@
 // zbase: tests of the local host name and the small platform helpers.
-#include "Z/ZLocalHostName.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
@@ -16,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "Z/ZLocalHostName.h"
 #include "Z/ZMessage.h"
 
 namespace {

@@ -1,6 +1,4 @@
 // zbase: tests of shared-library loading and the dynamic-loader wrappers.
-#include "Z/ZSharedLibrary.h"
-
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -13,6 +11,7 @@
 #include <thread>
 
 #include "Z/ZException.h"
+#include "Z/ZSharedLibrary.h"
 
 namespace {
 
@@ -143,17 +142,17 @@ TEST(ZSharedLibraryTest, FailuresThrowWithTheLoadersText) {
     EXPECT_EQ(155, e.where());
     EXPECT_STREQ(lib("libzshl_none").c_str(), e.library());
     // The text of the last attempt, the name with ".so".
-    EXPECT_EQ(lib("libzshl_none.so") +
-                  ": cannot open shared object file: No such file or directory",
-              e.text());
+    EXPECT_EQ(
+        lib("libzshl_none.so") + ": cannot open shared object file: No such file or directory",
+        e.text());
     EXPECT_STREQ(e.text(), none.getLastErrorMessage().getChars());
     EXPECT_EQ(e.rc(), none.getLastErrorNumber());
     testing::internal::CaptureStderr();
     e.dumpException();
     std::string out = testing::internal::GetCapturedStderr();
-    EXPECT_NE(std::string::npos, out.find("Shared library load/unload error (" +
-                                          lib("libzshl_none") + ") " + std::to_string(e.rc()) +
-                                          ".  " + e.text()))
+    EXPECT_NE(std::string::npos,
+              out.find("Shared library load/unload error (" + lib("libzshl_none") + ") " +
+                       std::to_string(e.rc()) + ".  " + e.text()))
         << out;
   }
   EXPECT_EQ(nullptr, none.getHandle());

@@ -1,6 +1,4 @@
 // zbase: tests of the compression facade and the Adler-32 checksum.
-#include "Z/ZSqueeze.h"
-
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -8,6 +6,8 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include "Z/ZSqueeze.h"
 
 namespace {
 

@@ -193,7 +193,9 @@ int ZSharedLibrary::compare(const ZObject& other) const {
   return rc < 0 ? -1 : rc > 0 ? 1 : 0;
 }
 
-ZObject* ZSharedLibrary::clone() const { return new ZSharedLibrary(libraryName_.getChars(), flags_); }
+ZObject* ZSharedLibrary::clone() const {
+  return new ZSharedLibrary(libraryName_.getChars(), flags_);
+}
 
 unsigned int ZSharedLibrary::hash() const { return libraryName_.hash(); }
 

@@ -140,14 +140,22 @@ unsigned long ZAdler32::adler32(unsigned long adler, const void* bytes, unsigned
     unsigned long run = length < kMaxRun ? length : kMaxRun;
     length -= run;
     while (run >= 8) {
-      a += p[0]; b += a;
-      a += p[1]; b += a;
-      a += p[2]; b += a;
-      a += p[3]; b += a;
-      a += p[4]; b += a;
-      a += p[5]; b += a;
-      a += p[6]; b += a;
-      a += p[7]; b += a;
+      a += p[0];
+      b += a;
+      a += p[1];
+      b += a;
+      a += p[2];
+      b += a;
+      a += p[3];
+      b += a;
+      a += p[4];
+      b += a;
+      a += p[5];
+      b += a;
+      a += p[6];
+      b += a;
+      a += p[7];
+      b += a;
       p += 8;
       run -= 8;
     }
