@@ -6,6 +6,7 @@
 
 // Object model, exceptions and the message service
 #include "Z/ZObject.h"
+#include "Z/ZObservable.h"
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
 
