@@ -22,6 +22,8 @@
 
 // Code-set services
 #include "Z/zkelutil.h"
+#include "Z/ZKELUTF8Converter.h"
+#include "Z/ZWinRegistry.h"
 
 
 
