@@ -68,6 +68,7 @@
 
 
 // Properties objects, stanza files and their C interface
+#include "Z/ZStanzaFileProperties.h"
 
 
 
