@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include <memory>
 #include <string>
 
+#include "Z/ZException.h"
 #include "Z/ZUTF8String.h"
 
 namespace {
@@ -84,6 +87,61 @@ TEST(ZLCStringTest, OperatorsKeepTheirKind) {
   EXPECT_EQ(sum.getChars(), view.getChars());
   ZLCString copyOfView(view);
   EXPECT_STREQ("ab-cdab", copyOfView.getChars());
+}
+
+// The local code set is that of the environment: single-byte under LANG=C,
+// UTF-8 under LANG=C.UTF-8. Both are checked by the suite.
+TEST(ZLCStringTest, ScanningFollowsTheLocalCodeset) {
+  ZLCString blanks("   ");
+  bool multibyte = MB_CUR_MAX > 1;
+  blanks.stripTrailing();
+  // Character mode cuts a white tail entirely; byte mode keeps the first byte.
+  EXPECT_STREQ(multibyte ? "" : " ", blanks.getChars());
+
+  ZLCString mixed("a \xC3\xA9 \t");
+  mixed.stripTrailing();
+  EXPECT_STREQ("a \xC3\xA9", mixed.getChars());
+  mixed = " \t\xC3\xA9 x";
+  mixed.stripLeading();
+  EXPECT_STREQ("\xC3\xA9 x", mixed.getChars());
+
+  ZLCString bad("a\xFF a");
+  if (multibyte) {
+    try {
+      bad.lastIndexOf("a");
+      FAIL() << "no exception";
+    } catch (ZKELMBLenException& e) {
+      EXPECT_EQ(46u, e.getErrorNumber());
+      EXPECT_STREQ("src/Z/ZAbstractString", e.who());
+      EXPECT_EQ(303, e.where());
+    }
+    // Only character boundaries start a match: the tail byte of a
+    // two-byte character is not found on its own.
+    EXPECT_EQ(ZAbstractString::notFound, ZLCString("\xC3\xA9x").lastIndexOf("\xA9"));
+  } else {
+    EXPECT_EQ(3u, bad.lastIndexOf("a"));
+    EXPECT_EQ(1u, ZLCString("\xC3\xA9x").lastIndexOf("\xA9"));
+  }
+  EXPECT_EQ(ZAbstractString::notFound, ZLCString("abc").lastIndexOf('z'));
+  EXPECT_EQ(3u, ZLCString("abc").lastIndexOf('\0'));
+}
+
+TEST(ZLCStringTest, TextOutsideTheLocalCodesetDoesNotConvert) {
+  ZUTF8String accented("caf\xC3\xA9");
+  ZLCString local("old");
+  local = accented;
+  if (MB_CUR_MAX > 1) {
+    EXPECT_STREQ("caf\xC3\xA9", local.getChars());
+  } else {
+    // An ASCII local code set has no e-acute: a failed conversion is empty.
+    EXPECT_STREQ("", local.getChars());
+    EXPECT_EQ(0u, local.getLength());
+  }
+  // Malformed UTF-8 never converts.
+  ZLCString broken(ZUTF8String("ab\xC3"));
+  EXPECT_STREQ("", broken.getChars());
+  // getCharCount is the byte count of the leading well-formed run.
+  EXPECT_EQ(3u, ZUTF8String("a\xC3\xA9\xFF" "b").getCharCount());
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
 // Tests of ZStringIterator and of the string replacements it drives.
-#include "Z/ZStringIterator.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,6 +8,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZMessage.h"
+#include "Z/ZStringIterator.h"
 #include "Z/ZUTF8String.h"
 
 namespace {
@@ -96,7 +95,9 @@ TEST(ZStringIteratorTest, ReplaceAllAndReplaceOtherWorkOnWholeCharacters) {
   ZUTF8String price("\xe2\x82\xac 12,50 net");
   price.replaceOther("0123456789,", "");
   EXPECT_STREQ("12,50", price.getChars());
-  ZUTF8String masked("p\xc3\xa9" "a1");
+  ZUTF8String masked(
+      "p\xc3\xa9"
+      "a1");
   masked.replaceOther("a1", "*");
   EXPECT_STREQ("**a1", masked.getChars());
   ZLCString keep("x=1; y=2");

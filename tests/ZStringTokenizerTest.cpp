@@ -1,7 +1,5 @@
 // Tests of ZStringTokenizer: delimiter runs, multibyte delimiters and text,
 // code-set checks, list() and copies.
-#include "Z/ZStringTokenizer.h"
-
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -12,6 +10,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZMessage.h"
+#include "Z/ZStringTokenizer.h"
 #include "Z/ZUTF8String.h"
 
 namespace {
@@ -87,15 +86,23 @@ TEST(ZStringTokenizerTest, MultibyteDelimitersMatchWholeCharacters) {
   EXPECT_EQ((Words{"x\xc2\xa9y", "z", "\xe2\x82\xac"}), words(t));
 
   // A delimiter set mixing one- and two-byte characters.
-  ZUTF8String mixed("\xc3\xa9 a\xc3\xa9" "b c"), token2;
+  ZUTF8String mixed(
+      "\xc3\xa9 a\xc3\xa9"
+      "b c"),
+      token2;
   ZStringTokenizer t2(mixed, token2, ZUTF8String(" \xc3\xa9"));
   EXPECT_EQ((Words{"a", "b", "c"}), words(t2));
 
   // Local code set: whole characters when it is multibyte, bytes otherwise.
-  ZLCString lc("a\xc3\xa9" "b"), lcToken;
+  ZLCString lc(
+      "a\xc3\xa9"
+      "b"),
+      lcToken;
   ZStringTokenizer t3(lc, lcToken, ZLCString("\xa9"));
   if (MB_CUR_MAX > 1) {
-    EXPECT_EQ((Words{"a\xc3\xa9" "b"}), words(t3));
+    EXPECT_EQ((Words{"a\xc3\xa9"
+                     "b"}),
+              words(t3));
   } else {
     EXPECT_EQ((Words{"a\xc3", "b"}), words(t3));
   }
@@ -104,11 +111,10 @@ TEST(ZStringTokenizerTest, MultibyteDelimitersMatchWholeCharacters) {
 TEST(ZStringTokenizerTest, RejectsMixedCodeSetsAndUnmeasurableText) {
   ZLCString lc("a b");
   ZUTF8String utf8Token;
-  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token); },
-                                     kZMsgUnsupported, "src/Z/ZStringTokenizer", 97);
-  expectThrow<ZUnsupportedException>(
-      [&] { ZStringTokenizer t(lc, utf8Token, ZLCString(",")); }, kZMsgUnsupported,
-      "src/Z/ZStringTokenizer", 72);
+  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token); }, kZMsgUnsupported,
+                                     "src/Z/ZStringTokenizer", 97);
+  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token, ZLCString(",")); },
+                                     kZMsgUnsupported, "src/Z/ZStringTokenizer", 72);
 
   // A malformed byte among delimiters, then inside a word.
   ZUTF8String bad("ok \xff"), token;
@@ -119,8 +125,8 @@ TEST(ZStringTokenizerTest, RejectsMixedCodeSetsAndUnmeasurableText) {
   ZUTF8String truncated("ab\xe2\x82"), token2;
   ZStringTokenizer t2(truncated, token2);
   EXPECT_TRUE(t2.hasMore());
-  expectThrow<ZKELMBLenException>([&] { t2.getNext(); }, kZMsgKELMBLen,
-                                  "src/Z/ZStringTokenizer", 331);
+  expectThrow<ZKELMBLenException>([&] { t2.getNext(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
+                                  331);
 }
 
 TEST(ZStringTokenizerTest, ListAndCopiesAreIndependentOfTheTokenizer) {

@@ -6,8 +6,12 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <sys/wait.h>
+
 #include <string>
 
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
 #include "Z/zkelutil.h"
 
 namespace {
@@ -25,7 +29,43 @@ std::string dump(int count, const unsigned char* data, const char* title) {
   return out;
 }
 
+// Runs the helper program with QXKELDIR unset; returns its output and status.
+std::string runWithoutKelDir(const char* request, int* status) {
+  std::string cmd =
+      std::string("env -u QXKELDIR " ZBASE_BINARY_DIR "/tests/zkelutil_helper ") + request + " 2>&1";
+  FILE* p = popen(cmd.c_str(), "r");
+  if (p == nullptr) return "<no helper>";
+  std::string out;
+  char buf[256];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+  *status = pclose(p);
+  return out;
+}
+
+TEST(ZkelutilTest, WithoutQxkeldirNamesAreNullButHandlesAbort) {
+  const char* report =
+      "Exception: ZNoKELEnvironmentException\n File: \"src/Z/zkelutil\" 131\n Error: 45\n";
+  int status = 0;
+  std::string out = runWithoutKelDir("name", &status);
+  EXPECT_NE(std::string::npos, out.find(report)) << out;
+  EXPECT_NE(std::string::npos, out.find("The QXKELDIR environment variable is not set.")) << out;
+  EXPECT_NE(std::string::npos, out.find("name=(null) locale=(null)\n")) << out;
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+
+  out = runWithoutKelDir("handle", &status);
+  EXPECT_NE(std::string::npos, out.find(report)) << out;
+  EXPECT_EQ(std::string::npos, out.find("alive")) << out;
+  bool aborted = (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) ||
+                 (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGABRT);
+  EXPECT_TRUE(aborted) << status;
+}
+
 TEST(ZkelutilTest, SetUpFollowsTheEnvironmentLocale) {
+  EXPECT_NO_THROW(commonInit());
+  ZLCString locale("old");
+  EXPECT_EQ(0, ZGetLocale(locale));
+  EXPECT_STREQ(zgetlocale(), locale.getChars());
   kel_cs_handle lcs = zgetLCSHandle();
   kel_cs_handle utf8 = zgetUTF8Handle();
   ASSERT_NE(nullptr, lcs);

@@ -1,15 +1,13 @@
 // Tests of the formatted output engine against the C library's snprintf and
 // of the places where the two differ on purpose.
-#include "Z/zsnprintf.h"
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <climits>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <algorithm>
-#include <cstdarg>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -17,6 +15,7 @@
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8String.h"
 #include "Z/zkelutil.h"
+#include "Z/zsnprintf.h"
 
 namespace {
 
@@ -89,16 +88,17 @@ std::string renderUtf8(const char* fmt, size_t size, ...) {
   return std::to_string(rc) + ":" + out;
 }
 
-const char* const kFlagSets[] = {"", "-", "0", "+", " ", "#", "-0", "+0", " 0", "#0", "-+",
-                                 "- ", "-#", "+ ", "#+", "-0+ #", "0#+"};
+const char* const kFlagSets[] = {"",   "-",  "0",  "+",  " ",  "#",  "-0",    "+0", " 0",
+                                 "#0", "-+", "- ", "-#", "+ ", "#+", "-0+ #", "0#+"};
 
 }  // namespace
 
 TEST(zsnprintfTest, IntegersAgreeWithSystemPrintf) {
   const char* const widths[] = {"", "1", "7", "25"};
   const char* const precisions[] = {"", ".", ".0", ".1", ".4", ".22"};
-  const long long values[] = {0, 1, -1, 7, 42, -42, 255, 4096, INT_MAX, INT_MIN, LLONG_MAX,
-                              LLONG_MIN, 0x7fff, -0x8000, 0x1ffff, 01234567};
+  const long long values[] = {0,      1,       -1,      7,       42,        -42,
+                              255,    4096,    INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN,
+                              0x7fff, -0x8000, 0x1ffff, 01234567};
   Agreement a;
   for (const char* f : kFlagSets) {
     for (const char* w : widths) {
@@ -142,8 +142,9 @@ TEST(zsnprintfTest, StringsCharsAndStarsAgreeWithSystemPrintf) {
 }
 
 TEST(zsnprintfTest, FloatingPointAgreesWithSystemPrintfAtAnyLength) {
-  const double values[] = {0.0, -0.0, 1.0, -2.5, 3.14159265358979, 1e-300, 1e300, DBL_MAX,
-                           DBL_MIN, 123456789.125, 1.0 / 0.0, -1.0 / 0.0, 0.0 / 0.0};
+  const double values[] = {0.0,       -0.0,       1.0,      -2.5,    3.14159265358979,
+                           1e-300,    1e300,      DBL_MAX,  DBL_MIN, 123456789.125,
+                           1.0 / 0.0, -1.0 / 0.0, 0.0 / 0.0};
   Agreement a;
   for (const char* f : kFlagSets) {
     for (const char* w : {"", "12", "130"}) {
@@ -225,11 +226,13 @@ TEST(zsnprintfTest, DocumentedResultsAndPositionalArguments) {
 
 TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   // Conversions and lengths the engine does not know make the format invalid.
-  for (const char* bad : {"%lf", "%hf", "%le", "%lg", "%n", "%F", "%a", "%A", "%jd", "%zd", "%td",
-                          "%hhd", "%hld", "%lhd", "%lld%llld", "%Lld", "%qhd", "%Ll", "%ls",
-                          "%lc", "%hs", "%lp", "%w", "abc%", "%5", "%-", "%0$d", "%5*d",
-                          "%*5d", "%*1$d", "%.*1$d", "%1$*1d", "%1$.*2d", "%99999999999d",
-                          "%.99999999999d"}) {
+  for (const char* bad : {"%lf",    "%hf",    "%le",     "%lg",           "%n",
+                          "%F",     "%a",     "%A",      "%jd",           "%zd",
+                          "%td",    "%hhd",   "%hld",    "%lhd",          "%lld%llld",
+                          "%Lld",   "%qhd",   "%Ll",     "%ls",           "%lc",
+                          "%hs",    "%lp",    "%w",      "abc%",          "%5",
+                          "%-",     "%0$d",   "%5*d",    "%*5d",          "%*1$d",
+                          "%.*1$d", "%1$*1d", "%1$.*2d", "%99999999999d", "%.99999999999d"}) {
     SCOPED_TRACE(bad);
     char buf[16] = "untouched";
     EXPECT_EQ(-1, zsnprintf(buf, sizeof buf, bad, 1, 2));
@@ -265,14 +268,23 @@ TEST(zsnprintfTest, WideCharactersGoThroughTheCodeSet) {
   auto render = renderUtf8;
   static const char16_t kText[] = u"a\u20ac\u00e9b";  // a, euro (3 bytes), e acute (2 bytes), b
   const unsigned short* text = reinterpret_cast<const unsigned short*>(kText);
-  EXPECT_EQ("7:a\xe2\x82\xac\xc3\xa9" "b", render("%S", 64, text));
+  EXPECT_EQ(
+      "7:a\xe2\x82\xac\xc3\xa9"
+      "b",
+      render("%S", 64, text));
   EXPECT_EQ("7:", render("%S", 0, text));
   // Precisions count bytes but never split a character.
   EXPECT_EQ("1:a", render("%.3S", 64, text));
   EXPECT_EQ("4:a\xe2\x82\xac", render("%.5S", 64, text));
   // Padding counts bytes too.
-  EXPECT_EQ("9:  a\xe2\x82\xac\xc3\xa9" "b", render("%9S", 64, text));
-  EXPECT_EQ("10:a\xe2\x82\xac\xc3\xa9" "b  |", render("%-9S|", 64, text));
+  EXPECT_EQ(
+      "9:  a\xe2\x82\xac\xc3\xa9"
+      "b",
+      render("%9S", 64, text));
+  EXPECT_EQ(
+      "10:a\xe2\x82\xac\xc3\xa9"
+      "b  |",
+      render("%-9S|", 64, text));
   EXPECT_EQ("6:[\xe2\x82\xac ]", render("[%-4C]", 64, 0x20ac));
   EXPECT_EQ("2:[]", render("[%S]", 64, static_cast<const unsigned short*>(nullptr)));
   // Out of room inside a character: the cut is made before it.
@@ -349,6 +361,7 @@ TEST(zsnprintfTest, ParseRecordsConversionsAndRendersRepeatedly) {
   for (int i = 0; i < 25; ++i) many += "%d";
   many += "%n";
   EXPECT_EQ(-1, parse(many.c_str(), 0));
+  EXPECT_EQ(-1, zvsnprintf_render(&ctx, buf, sizeof buf));
   zvsnprintf_done(&ctx);
   EXPECT_EQ(-1, parse(nullptr));
   zvsnprintf_done(&ctx);

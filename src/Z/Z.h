@@ -6,6 +6,7 @@
 
 // Object model, exceptions and the message service
 #include "Z/ZObject.h"
+#include "Z/ZObservable.h"
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
 
@@ -21,6 +22,8 @@
 
 // Code-set services
 #include "Z/zkelutil.h"
+#include "Z/ZKELUTF8Converter.h"
+#include "Z/ZWinRegistry.h"
 
 
 

@@ -13,11 +13,7 @@
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
 #include "Z/zsnprintf.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 namespace {
 

@@ -6,11 +6,7 @@
 #include <mutex>
 
 #include "Z/ZException.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 const unsigned int ZAbstractString::notFound;
 ZCodesetHandle ZAbstractString::utf8_handle_ = nullptr;

@@ -6,11 +6,7 @@
 #include "Z/ZUTF8String.h"
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 ZLCString::ZLCString() {}
 ZLCString::ZLCString(const char* s) : ZAbstractMutableString(s) {}

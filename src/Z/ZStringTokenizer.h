@@ -4,8 +4,8 @@
 
 #include "Z/zversion.h"
 
-#include "Z/ZArrayList.h"
 #include "Z/ZAbstractMutableString.h"
+#include "Z/ZArrayList.h"
 
 // Splits a string into words separated by runs of delimiter characters
 // (by default blank, tab, carriage return and line feed). Each getNext()

@@ -6,11 +6,7 @@
 #include "Z/ZLCString.h"
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 ZUTF8String::ZUTF8String() {}
 ZUTF8String::ZUTF8String(const char* s) : ZAbstractMutableString(s) {}

@@ -6,6 +6,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "Z/ZAbstractMutableString.h"
+#include "Z/ZException.h"
+#include "Z/ZLock.h"
+
 namespace {
 
 // Process-wide values: written only by zonce_init, never freed.
@@ -18,33 +22,40 @@ kel_cs_handle zlocal_codeset_ = nullptr;
 kel_cs_handle zutf8_codeset_ = nullptr;
 pthread_once_t kel_once = PTHREAD_ONCE_INIT;
 
-// Set while a getter reports a failed set-up: reporting builds strings, and
-// strings ask for the handles again.
+// Set while a getter reports a failed set-up: building the exception
+// builds strings, and strings ask for the handles again. Nested requests for
+// a missing handle give up at once instead of recursing.
 thread_local bool reportingFailure = false;
 
 [[noreturn]] void abortWithoutHandles() {
-  fputs("zbase: the code-set handles could not be opened (is QXKELDIR set?)\n", stderr);
+  fprintf(stderr, "zbase: code-set handles unavailable (code set \"%s\", QXKELDIR \"%s\")\n",
+          csname_ != nullptr ? csname_ : "", keldir_ != nullptr ? keldir_ : "");
   abort();
 }
 
-// Runs the set-up and prints what went wrong; false when it failed.
+// Runs the set-up; prints the exception that reports a failure. False then.
 bool initOrReport() {
-  commonInit();
-  return true;
+  try {
+    commonInit();
+    return true;
+  } catch (ZException& e) {
+    e.print();
+    return false;
+  }
 }
 
 kel_cs_handle handleOrAbort(kel_cs_handle* slot) {
   if (*slot != nullptr) return *slot;
   if (reportingFailure) abortWithoutHandles();
   reportingFailure = true;
-  if (!initOrReport()) abort();
+  bool ok = initOrReport();
   reportingFailure = false;
+  if (!ok || *slot == nullptr) abort();
   return *slot;
 }
 
 const char* valueOrReport(char** slot) {
-  if (*slot != nullptr) return *slot;
-  if (reportingFailure) return *slot;
+  if (*slot != nullptr || reportingFailure) return *slot;
   reportingFailure = true;
   initOrReport();
   reportingFailure = false;
@@ -78,9 +89,14 @@ void zonce_init() {
 
 void commonInit() {
   pthread_once(&kel_once, zonce_init);
-  if (keldir_ == nullptr || zlocal_codeset_ == nullptr || zutf8_codeset_ == nullptr) {
-    abortWithoutHandles();
-  }
+  if (keldir_ == nullptr) ZNoKELEnvironmentException().throwException("src/Z/zkelutil", 131);
+  if (zlocal_codeset_ == nullptr) ZCodesetException(csname_).throwException("src/Z/zkelutil", 135);
+  if (zutf8_codeset_ == nullptr) ZCodesetException("UTF8").throwException("src/Z/zkelutil", 135);
+}
+
+int ZGetLocale(ZAbstractMutableString& out) {
+  out = zgetlocale();
+  return 0;
 }
 
 extern "C" {
@@ -142,10 +158,10 @@ int zlcs_from_utf8(const char* src, size_t srclen, char* dst, size_t dstlen) {
 }
 
 void zhex_dump(FILE* stream, int count, const unsigned char* data, const char* title) {
-  static pthread_mutex_t dumpLock = PTHREAD_MUTEX_INITIALIZER;
+  static ZLock* dumpLock = new ZLock();  // lives until the process ends
   if (stream == nullptr) stream = stderr;
   if (data == nullptr) count = 0;
-  pthread_mutex_lock(&dumpLock);
+  ZResourceLock hold(*dumpLock);
   if (title != nullptr) fprintf(stream, "\n\t%s\n", title);
   char column[17];
   memset(column, ' ', 16);
@@ -169,7 +185,6 @@ void zhex_dump(FILE* stream, int count, const unsigned char* data, const char* t
     fprintf(stream, "  *%s*", column);
   }
   fputc('\n', stream);
-  pthread_mutex_unlock(&dumpLock);
 }
 
 int zmbtowc(kel_cs_handle h, wchar_t* wc, const char* s, size_t n) {

@@ -229,8 +229,9 @@ const char* parseConversion(const char* p, zvsnprintf_record* rec) {
       // "%lf" is rejected on purpose: only "L", "ll" and "q" select a
       // floating length (long double).
       if (length & (ZFMT_SHORT | ZFMT_LONG)) return nullptr;
-      type = (*p == 'f') ? ZFMT_T_DOUBLE_F : (*p == 'g' || *p == 'G') ? ZFMT_T_DOUBLE_G
-                                                                      : ZFMT_T_DOUBLE_E;
+      type = (*p == 'f')                ? ZFMT_T_DOUBLE_F
+             : (*p == 'g' || *p == 'G') ? ZFMT_T_DOUBLE_G
+                                        : ZFMT_T_DOUBLE_E;
       if (length) type += ZFMT_T_LDOUBLE_E - ZFMT_T_DOUBLE_E;
       if (*p == 'E' || *p == 'G') flags |= ZFMT_UPPEREXP;
       break;
@@ -517,7 +518,8 @@ long long renderInteger(const zvsnprintf_record* rec, const zvsnprintf_arg* args
   long long len = plen + zeros + n;
   long long fill = static_cast<long long>(rp.width) - len;
   // With a precision the zeros come from the precision, as in printf.
-  bool zeroPad = rp.pad == '0' && !(flags & ZFMT_LEFT) && (!rp.hasPrecision || rec->type == ZFMT_T_POINTER);
+  bool zeroPad =
+      rp.pad == '0' && !(flags & ZFMT_LEFT) && (!rp.hasPrecision || rec->type == ZFMT_T_POINTER);
   if (!(flags & ZFMT_LEFT) && !zeroPad) emitFill(out, ' ', fill);
   emit(out, prefix, plen);
   if (zeroPad) emitFill(out, '0', fill);
@@ -545,10 +547,7 @@ long long render_longlong(kel_cs_handle, const zvsnprintf_record* rec, const zvs
   }
   unsigned long long magnitude =
       v < 0 ? 0ULL - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
-  char sign = v < 0                         ? '-'
-              : (rec->flags & ZFMT_SIGN)  ? '+'
-              : (rec->flags & ZFMT_BLANK) ? ' '
-                                          : 0;
+  char sign = v < 0 ? '-' : (rec->flags & ZFMT_SIGN) ? '+' : (rec->flags & ZFMT_BLANK) ? ' ' : 0;
   return renderInteger(rec, args, magnitude, sign, out);
 }
 
@@ -572,8 +571,8 @@ long long render_ulonglong(kel_cs_handle, const zvsnprintf_record* rec, const zv
 }
 
 template <typename T>
-int formatFloating(char* buf, size_t size, const char* fmt, const RenderParams& rp,
-                   bool useWidth, bool usePrecision, T value) {
+int formatFloating(char* buf, size_t size, const char* fmt, const RenderParams& rp, bool useWidth,
+                   bool usePrecision, T value) {
   int width = rp.width < 0 ? 0 : rp.width;
   if (useWidth && usePrecision) return std::snprintf(buf, size, fmt, width, rp.precision, value);
   if (useWidth) return std::snprintf(buf, size, fmt, width, value);
@@ -646,10 +645,10 @@ long long render_double(kel_cs_handle, const zvsnprintf_record* rec, const zvsnp
 }
 
 const Renderer kRenderers[ZFMT_T_COUNT] = {
-    render_char,      render_wchar,     render_string,    render_string,    render_longlong,
-    render_ulonglong, render_longlong,  render_ulonglong, render_longlong,  render_ulonglong,
-    render_longlong,  render_ulonglong, render_ulonglong, render_double,    render_double,
-    render_double,    render_double,    render_double,    render_double,    render_percent,
+    render_char,      render_wchar,     render_string,    render_string,   render_longlong,
+    render_ulonglong, render_longlong,  render_ulonglong, render_longlong, render_ulonglong,
+    render_longlong,  render_ulonglong, render_ulonglong, render_double,   render_double,
+    render_double,    render_double,    render_double,    render_double,   render_percent,
 };
 
 int parseFormat(zvsnprintf_context* ctx, const char* format) {
@@ -680,8 +679,12 @@ int zvsnprintf_parse(zvsnprintf_context* context, kel_cs_handle codeSetHandle, c
   context->args = context->inlineArgs;
   context->argCount = 0;
   if (!format) return -1;
-  if (parseFormat(context, format) != 0) return -1;
-  if (numberArguments(context) != 0) return -1;
+  if (parseFormat(context, format) != 0 || numberArguments(context) != 0) {
+    // Nothing half-parsed may be rendered; done() still frees the tables.
+    context->format = nullptr;
+    context->recordCount = 0;
+    return -1;
+  }
   fetchArguments(context, args);
   return 0;
 }
