@@ -2,10 +2,14 @@
 #include "Z/ZAbstractMutableString.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <clocale>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
@@ -277,6 +281,36 @@ TEST(ZAbstractMutableStringTest, ConstStringViews) {
   EXPECT_EQ(v.getChars(), static_cast<ZLCConstString*>(cl.get())->getChars());
   EXPECT_TRUE(v == "owner");
   EXPECT_TRUE(v == owner);
+}
+
+TEST(ZAbstractMutableStringTest, ConcurrentFirstStringsAgreeOnTheHandles) {
+  // A fresh child process, so that these are the first strings built.
+  pid_t pid = fork();
+  ASSERT_NE(-1, pid);
+  if (pid == 0) {
+    alarm(10);
+    ZCodesetHandle seen[8] = {};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+      threads.emplace_back([&seen, i] {
+        if (i % 2) {
+          seen[i] = ZLCString("x").getCodesetHandle();
+        } else {
+          ZUTF8String u("y");
+          seen[i] = ZAbstractString::lcs_handle_;
+        }
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    for (ZCodesetHandle h : seen) {
+      if (h == nullptr || h != seen[0]) _exit(1);
+    }
+    _exit(ZAbstractString::utf8_handle_ != nullptr ? 0 : 2);
+  }
+  int status = 0;
+  ASSERT_EQ(pid, waitpid(pid, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
 #include <sys/wait.h>
 
 #include <string>
@@ -29,10 +28,11 @@ std::string dump(int count, const unsigned char* data, const char* title) {
   return out;
 }
 
-// Runs the helper program with QXKELDIR unset; returns its output and status.
-std::string runWithoutKelDir(const char* request, int* status) {
+// Runs the helper program in the environment changed by env (arguments of
+// env(1)), at most for a minute; returns its output and its status.
+std::string runHelper(const std::string& env, const char* request, int* status) {
   std::string cmd =
-      std::string("env -u QXKELDIR " ZBASE_BINARY_DIR "/tests/zkelutil_helper ") + request + " 2>&1";
+      "env " + env + " timeout 60 " ZBASE_BINARY_DIR "/tests/zkelutil_helper " + request + " 2>&1";
   FILE* p = popen(cmd.c_str(), "r");
   if (p == nullptr) return "<no helper>";
   std::string out;
@@ -43,22 +43,56 @@ std::string runWithoutKelDir(const char* request, int* status) {
   return out;
 }
 
+bool abortedBy(int status) {
+  return (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) ||
+         (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGABRT);
+}
+
 TEST(ZkelutilTest, WithoutQxkeldirNamesAreNullButHandlesAbort) {
   const char* report =
       "Exception: ZNoKELEnvironmentException\n File: \"src/Z/zkelutil\" 131\n Error: 45\n";
   int status = 0;
-  std::string out = runWithoutKelDir("name", &status);
+  std::string out = runHelper("-u QXKELDIR", "name", &status);
   EXPECT_NE(std::string::npos, out.find(report)) << out;
   EXPECT_NE(std::string::npos, out.find("The QXKELDIR environment variable is not set.")) << out;
   EXPECT_NE(std::string::npos, out.find("name=(null) locale=(null)\n")) << out;
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 
-  out = runWithoutKelDir("handle", &status);
+  out = runHelper("-u QXKELDIR", "handle", &status);
   EXPECT_NE(std::string::npos, out.find(report)) << out;
   EXPECT_EQ(std::string::npos, out.find("alive")) << out;
-  bool aborted = (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) ||
-                 (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGABRT);
-  EXPECT_TRUE(aborted) << status;
+  EXPECT_TRUE(abortedBy(status)) << status;
+}
+
+// The exception that would report a local code set that cannot be opened
+// holds strings, and no string can be built without that code set: the
+// set-up gives up with a plain report instead of recursing.
+TEST(ZkelutilTest, AnUnopenableLocalCodeSetAbortsWithAPlainReport) {
+  char dir[] = "/tmp/zkelutilXXXXXX";
+  ASSERT_NE(nullptr, mkdtemp(dir));
+  std::string file = std::string(dir) + "/codeset.alias";
+  FILE* f = fopen(file.c_str(), "w");
+  ASSERT_NE(nullptr, f);
+  fputs("ANSI_X3.4-1968 no-such-codeset\n", f);
+  fclose(f);
+  int status = 0;
+  std::string env = std::string("-u LC_ALL -u LC_CTYPE LANG=C QXKELDIR=") + dir;
+  std::string out = runHelper(env, "handle", &status);
+  EXPECT_NE(
+      std::string::npos,
+      out.find(std::string("zbase: code-set handles unavailable (code set \"ANSI_X3.4-1968\", "
+                           "QXKELDIR \"") +
+               dir + "\")\n"))
+      << out;
+  EXPECT_TRUE(abortedBy(status)) << status;
+  unlink(file.c_str());
+  rmdir(dir);
+}
+
+TEST(ZkelutilTest, ThreadsRacingToTheFirstUseShareOneSetUp) {
+  int status = 0;
+  EXPECT_EQ("same\n", runHelper("", "threads", &status));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST(ZkelutilTest, SetUpFollowsTheEnvironmentLocale) {

@@ -50,6 +50,7 @@
 // Locks, conditions, read-write locks and threads
 #include "Z/ZLock.h"
 #include "Z/ZCondition.h"
+#include "Z/ZReadWriteLock.h"
 #include "Z/ZThread.h"
 
 

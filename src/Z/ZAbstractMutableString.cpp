@@ -202,7 +202,12 @@ ZAbstractMutableString& ZAbstractMutableString::append(const char* s, unsigned i
   return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::append(char c) { return append(&c, 1); }
+ZAbstractMutableString& ZAbstractMutableString::append(char c) {
+  if (length_ >= capacity_) bump(checkedSum(length_, 1), 0);
+  chars_[length_++] = c;
+  chars_[length_] = '\0';
+  return *this;
+}
 
 ZAbstractMutableString& ZAbstractMutableString::operator+=(const ZAbstractString& s) {
   return append(s.getChars(), s.getLength());

@@ -453,7 +453,7 @@ void ZPCategoryBasedCache::remove(const char* stanza, const char* key) {
   ZPKVList* keys = findStanza(stanza);
   if (keys == nullptr) return;
   ZLCConstString probe(key);
-  if (keys->contains(&probe)) keys->removeEntry(&probe);
+  keys->removeEntry(&probe);  // nothing happens for an absent key
 }
 
 void ZPCategoryBasedCache::remove(const char* stanza) {
@@ -471,7 +471,7 @@ void ZPCategoryBasedCache::remove(const char* stanza) {
     }
   }
   ZLCConstString probe(name.getChars());
-  if (categories.contains(&probe)) categories.removeEntry(&probe);
+  categories.removeEntry(&probe);  // nothing happens for an absent stanza
 }
 
 unsigned int ZPCategoryBasedCache::countValues(const char* fullKey) {
