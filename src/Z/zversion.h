@@ -212,6 +212,7 @@
 
 
 // Properties objects, stanza files and their C interface
+#define ZSCFData ZSCFData_7_0_0
 
 
 
