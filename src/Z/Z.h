@@ -20,6 +20,7 @@
 
 
 // Code-set services
+#include "Z/zkelutil.h"
 
 
 
@@ -35,10 +36,15 @@
 
 
 // Maps and key maps
+#include "Z/ZHashMap.h"
+#include "Z/ZHashKeyMap.h"
 
 
 
 // Locks, conditions, read-write locks and threads
+#include "Z/ZLock.h"
+#include "Z/ZCondition.h"
+#include "Z/ZThread.h"
 
 
 
@@ -53,6 +59,7 @@
 
 
 // Property cache
+#include "Z/ZPropertiesImpl.h"
 
 
 

@@ -67,6 +67,43 @@
 
 
 // Code-set services
+#define zgetLCSHandle zgetLCSHandle_7_0_0
+#define zgetUTF8Handle zgetUTF8Handle_7_0_0
+#define zgetLocalCodesetName zgetLocalCodesetName_7_0_0
+#define zgetlocale zgetlocale_7_0_0
+#define zset_cs_dir zset_cs_dir_7_0_0
+#define zmblen zmblen_7_0_0
+#define zstrcount zstrcount_7_0_0
+#define zisspace zisspace_7_0_0
+#define zisalpha zisalpha_7_0_0
+#define zlcs_to_utf8 zlcs_to_utf8_7_0_0
+#define zlcs_from_utf8 zlcs_from_utf8_7_0_0
+#define zhex_dump zhex_dump_7_0_0
+#define zmbtowc zmbtowc_7_0_0
+#define zstrstr zstrstr_7_0_0
+#define zstrpbrk zstrpbrk_7_0_0
+#define zstrtok zstrtok_7_0_0
+#define zstrspn zstrspn_7_0_0
+#define zstrcspn zstrcspn_7_0_0
+#define zstrncat zstrncat_7_0_0
+#define zstrncpy zstrncpy_7_0_0
+#define zstrptime zstrptime_7_0_0
+#define zstrupper zstrupper_7_0_0
+#define zstrlower zstrlower_7_0_0
+#define zstrnicmp zstrnicmp_7_0_0
+#define zstricmp zstricmp_7_0_0
+#define zstrrchr zstrrchr_7_0_0
+#define zstrchr zstrchr_7_0_0
+#define ziswupper ziswupper_7_0_0
+#define ziswlower ziswlower_7_0_0
+#define ziswspace ziswspace_7_0_0
+#define ziswdigit ziswdigit_7_0_0
+#define ziswalpha ziswalpha_7_0_0
+#define ziswalnum ziswalnum_7_0_0
+#define ZGetLocale ZGetLocale_7_0_0
+#define ZAbstractUTF8Converter ZAbstractUTF8Converter_7_0_0
+#define ZKELUTF8Converter ZKELUTF8Converter_7_0_0
+#define ZWinRegistry ZWinRegistry_7_0_0
 
 
 
@@ -97,10 +134,35 @@
 
 
 // Maps and key maps
+#define ZMap ZMap_7_0_0
+#define ZAbstractMap ZAbstractMap_7_0_0
+#define ZArrayMap ZArrayMap_7_0_0
+#define ZHashMap ZHashMap_7_0_0
+#define ZMapIterator ZMapIterator_7_0_0
+#define ZArrayMapIterator ZArrayMapIterator_7_0_0
+#define ZKeyMap ZKeyMap_7_0_0
+#define ZAbstractKeyMap ZAbstractKeyMap_7_0_0
+#define ZKeyEntry ZKeyEntry_7_0_0
+#define ZHashKeyMap ZHashKeyMap_7_0_0
 
 
 
 // Locks, conditions, read-write locks and threads
+#define ZLockInterface ZLockInterface_7_0_0
+#define ZAbstractLock ZAbstractLock_7_0_0
+#define ZLock ZLock_7_0_0
+#define ZResourceLock ZResourceLock_7_0_0
+#define ZConditionInterface ZConditionInterface_7_0_0
+#define ZAbstractCondition ZAbstractCondition_7_0_0
+#define ZCondition ZCondition_7_0_0
+#define ZBooleanCondition ZBooleanCondition_7_0_0
+#define ZReadWriteLockInterface ZReadWriteLockInterface_7_0_0
+#define ZAbstractReadWriteLock ZAbstractReadWriteLock_7_0_0
+#define ZReadWriteLock ZReadWriteLock_7_0_0
+#define ZStackReadWriteLock ZStackReadWriteLock_7_0_0
+#define ZThread ZThread_7_0_0
+#define ZSleeperThread ZSleeperThread_7_0_0
+#define ZThreadPool ZThreadPool_7_0_0
 
 
 
@@ -121,6 +183,13 @@
 
 
 // Property cache
+#define ZPropLine ZPropLine_7_0_0
+#define ZObfuscatedItem ZObfuscatedItem_7_0_0
+#define ZPKVList ZPKVList_7_0_0
+#define ZPCache ZPCache_7_0_0
+#define ZPCategoryBasedCache ZPCategoryBasedCache_7_0_0
+#define ZPropRegistry ZPropRegistry_7_0_0
+#define isCommentWeWant isCommentWeWant_7_0_0
 
 
 

@@ -1,0 +1,344 @@
+// zbase tests: ZThread, ZSleeperThread and ZThreadPool.
+#include "Z/ZThread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <stdexcept>
+
+#include "ZLockTestSupport.h"
+
+namespace {
+
+// Records the order of its hooks; run() waits for release() when asked to.
+class Probe : public ZThread {
+ public:
+  Probe(int detached = 0, int deleteOnExit = 0, int init = 0)
+      : ZThread(detached, deleteOnExit), init_(init) {}
+  int runInitialize() override {
+    trace("init");
+    if (init_ == -99) ZInvalidParameterException().throwException("tests/Probe", 1);
+    return init_;
+  }
+  void run() override {
+    trace("run");
+    if (block) waitUntil([this] { return released.load(); });
+    if (throwLibrary) ZInvalidParameterException().throwException("tests/Probe", 2);
+    if (throwOther) throw std::runtime_error("not ours");
+  }
+  void exit() override { trace("exit"); }
+  void release() { released = true; }
+  std::string events() {
+    std::lock_guard<std::mutex> g(mu_);
+    return events_;
+  }
+  void setId(pthread_t id) { *threadId_ = id; }
+
+  bool block = false;
+  bool throwLibrary = false;
+  bool throwOther = false;
+  std::atomic<bool> released{false};
+
+ private:
+  void trace(const char* e) {
+    std::lock_guard<std::mutex> g(mu_);
+    events_ += events_.empty() ? e : std::string(" ") + e;
+  }
+  int init_;
+  std::mutex mu_;
+  std::string events_;
+};
+
+TEST(ZThreadTest, StartWithResultsHandsBackTheInitialisationResult) {
+  RecordingMessageService service;
+  Probe ok;
+  EXPECT_EQ(0, ok.startWithResults());
+  ok.waitForExit();
+  EXPECT_EQ("init run exit", ok.events());
+
+  Probe refusing(0, 0, 7);
+  EXPECT_EQ(7, refusing.startWithResults());
+  refusing.waitForExit();
+  EXPECT_EQ("init exit", refusing.events());
+
+  Probe throwing(0, 0, -99);
+  EXPECT_EQ(-1, throwing.startWithResults());
+  throwing.waitForExit();
+  EXPECT_EQ("init exit", throwing.events());
+  auto dumped = service.exceptions();
+  ASSERT_EQ(1u, dumped.size());
+  EXPECT_EQ("ZInvalidParameterException", dumped[0].name);
+  EXPECT_EQ(1, dumped[0].line);
+  EXPECT_TRUE(service.messages().empty());
+}
+
+TEST(ZThreadTest, ExceptionsNeverLeaveTheThread) {
+  RecordingMessageService service;
+  Probe library;
+  library.throwLibrary = true;
+  library.start();
+  library.waitForExit();
+  Probe other;
+  other.throwOther = true;
+  other.start();
+  other.waitForExit();
+  EXPECT_EQ("init run exit", other.events());
+  auto dumped = service.exceptions();
+  ASSERT_EQ(1u, dumped.size());
+  EXPECT_EQ("tests/Probe", dumped[0].file);
+  EXPECT_EQ(2, dumped[0].line);
+  auto messages = service.messages();
+  ASSERT_EQ(1u, messages.size());
+  EXPECT_EQ("src/Z/ZThread", messages[0].file);
+  EXPECT_EQ(202, messages[0].line);
+  EXPECT_EQ(19, messages[0].number);
+  EXPECT_TRUE(messages[0].inserts.empty());
+}
+
+std::atomic<int> gDestroyed{0};
+
+TEST(ZThreadTest, DetachedThreadDeletesItselfAfterExit) {
+  struct SelfDeleting : Probe {
+    SelfDeleting() : Probe(1, 1) {}
+    ~SelfDeleting() override { ++gDestroyed; }
+  };
+  SelfDeleting* t = new SelfDeleting;
+  t->block = true;
+  t->start();
+  t->waitForExit();  // detached: returns at once, the thread still runs
+  EXPECT_EQ(0, gDestroyed);
+  t->release();
+  waitUntil([] { return gDestroyed == 1; });
+}
+
+TEST(ZThreadTest, ThreadObjectsBelongToTheirThread) {
+  struct Tracked : ZObject {
+    ~Tracked() override { ++gDestroyed; }
+  };
+  gDestroyed = 0;
+  unsigned int key = 0;
+  ZThread::createThreadKey(key);
+  EXPECT_EQ(nullptr, ZThread::getThreadObject(key));
+  std::atomic<bool> same{false};
+  BoundedThread worker([&] {
+    Tracked* obj = new Tracked;
+    ZThread::setThreadObject(key, obj);
+    same = ZThread::getThreadObject(key) == obj;
+  });
+  worker.join();
+  EXPECT_TRUE(same);
+  EXPECT_EQ(1, gDestroyed);
+  EXPECT_EQ(nullptr, ZThread::getThreadObject(key));
+  unsigned int bad = 0xFFFFFFF0u;  // never a key of this process
+  expectThrowSite<ZThreadException>([&] { ZThread::setThreadObject(bad, nullptr); },
+                                    "src/Z/ZThread", 248, 30, 22);
+}
+
+TEST(ZThreadTest, IdentityComparesTheLowWordOfTheIdentifier) {
+  Probe a, b, c;
+  a.setId(static_cast<pthread_t>(0x100000005ul));
+  b.setId(static_cast<pthread_t>(0x200000005ul));
+  c.setId(static_cast<pthread_t>(0x7ul));
+  EXPECT_EQ(0, a.compare(b));
+  EXPECT_TRUE(a.equals(b));
+  EXPECT_EQ(5u, a.hash());
+  EXPECT_EQ(-1, a.compare(c));
+  EXPECT_EQ(1, c.compare(a));
+  EXPECT_EQ(static_cast<pthread_t>(0x200000005ul), b.getPThreadID());
+  try {
+    a.clone();
+    ADD_FAILURE() << "cloned a thread";
+  } catch (ZNotClonableException& e) {
+    EXPECT_STREQ("src/Z/ZThread", e.who());
+    EXPECT_EQ(54, e.where());
+    EXPECT_EQ(14u, e.getErrorNumber());
+  }
+}
+
+// A sleeper on the test's own lock, counting its units of work.
+class Counter : public ZSleeperThread {
+ public:
+  explicit Counter(ZLock& l) : ZSleeperThread(l), lock_(l) {}
+  Counter(int detached, unsigned long seconds, ZLock& l)
+      : ZSleeperThread(detached, 0, seconds), lock_(l) {}
+  void doWork() override {
+    ZCondition probe(lock_);
+    heldDuringWork = true;
+    try {
+      probe.validateLock();
+    } catch (ZException&) {
+      heldDuringWork = false;
+    }
+    ZResourceLock g(lock_);
+    ++units;
+  }
+  int count() {
+    ZResourceLock g(lock_);
+    return units;
+  }
+
+  std::atomic<bool> heldDuringWork{false};
+
+ private:
+  ZLock& lock_;
+  int units = 0;
+};
+
+TEST(ZThreadTest, SleeperWorksOncePerWakeUpAndCanBeStartedAgain) {
+  ZLock l;
+  Counter s(l);
+  for (int round = 0; round < 2; ++round) {
+    SCOPED_TRACE(round);
+    s.start();
+    s.wakeUp();
+    waitUntil([&] { return s.count() == 2 * round + 1; });
+    s.wakeUp();
+    waitUntil([&] { return s.count() == 2 * round + 2; });
+    s.waitForExit();
+  }
+  EXPECT_TRUE(s.heldDuringWork);
+  EXPECT_EQ(4, s.count());
+}
+
+TEST(ZThreadTest, SleeperWithASleepTimeWorksOnEveryTimeOut) {
+  ZLock own;
+  Counter s(0, 1, own);
+  auto start = std::chrono::steady_clock::now();
+  s.start();
+  waitUntil([&] { return s.count() >= 2; });
+  double elapsed =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  s.waitForExit();
+  // The second time-out falls one whole second after the first.
+  EXPECT_GT(elapsed, 0.99);
+  EXPECT_FALSE(s.heldDuringWork);  // its wake lock is its own, not `own`
+}
+
+TEST(ZThreadTest, PoolBoundsTheRunningThreads) {
+  ZThreadPool pool(2, 0);
+  Probe a, b, c;
+  a.block = b.block = c.block = true;
+  pool.start(a);
+  pool.start(b);
+  EXPECT_EQ(2, pool.getActiveCount());
+  std::atomic<bool> thirdStarted{false};
+  BoundedThread starter([&] {
+    pool.start(c);
+    thirdStarted = true;
+  });
+  pause(100);
+  EXPECT_FALSE(thirdStarted);
+  b.release();
+  starter.join();
+  EXPECT_EQ(2, pool.getActiveCount());
+  a.release();
+  c.release();
+  pool.waitForExit();
+  EXPECT_EQ(0, pool.getActiveCount());
+  a.waitForExit();
+  b.waitForExit();
+  c.waitForExit();
+  EXPECT_EQ("init run exit", c.events());
+}
+
+TEST(ZThreadTest, PoolReportsAThreadThatCannotStartAndDoesNotCountIt) {
+  RecordingMessageService service;
+  struct Unstartable : Probe {
+    bool library = true;
+    void start() override {
+      if (library) ZInvalidParameterException().throwException("tests/Unstartable", 3);
+      throw std::logic_error("no");
+    }
+  } t;
+  ZThreadPool pool(1, 1);
+  pool.start(t);
+  t.library = false;
+  pool.start(t);
+  EXPECT_EQ(0, pool.getActiveCount());
+  auto dumped = service.exceptions();
+  ASSERT_EQ(1u, dumped.size());
+  EXPECT_EQ(3, dumped[0].line);
+  auto messages = service.messages();
+  ASSERT_EQ(1u, messages.size());
+  EXPECT_EQ(354, messages[0].line);
+  EXPECT_EQ(19, messages[0].number);
+  // The pool still admits a thread: nothing was left counted.
+  Probe ok;
+  pool.start(ok);
+  pool.waitForExit();
+  ok.waitForExit();
+  EXPECT_EQ("init run exit", ok.events());
+  try {
+    pool.clone();
+    ADD_FAILURE() << "cloned a pool";
+  } catch (ZNotClonableException& e) {
+    EXPECT_EQ(594, e.where());
+  }
+}
+
+class CounterPool : public ZThreadPool {
+ public:
+  CounterPool(unsigned int a, unsigned int b, ZLock& l) : ZThreadPool(a, b), lock_(l) {}
+  ~CounterPool() override {
+    for (auto* t : made) delete t;
+  }
+  ZThread* createThread() override {
+    made.push_back(new Counter(1, 0, lock_));
+    return made.back();
+  }
+  std::vector<Counter*> made;
+
+ private:
+  ZLock& lock_;
+};
+
+TEST(ZThreadTest, PoolParksFinishedSleepersUpToItsLimit) {
+  ZLock l;
+  CounterPool pool(1, 4, l);
+  EXPECT_EQ(4u, pool.getMaxThreads());
+  EXPECT_EQ(1u, pool.getMaxIdle());
+  ZThread* t1 = nullptr;
+  ZThread* t2 = nullptr;
+  pool.getAvailableIdleThread(t1);  // nobody parked: a new, started sleeper
+  pool.getAvailableIdleThread(t2);
+  ASSERT_EQ(2u, pool.made.size());
+  EXPECT_EQ(2, pool.getActiveCount());
+  static_cast<Counter*>(t1)->wakeUp();
+  waitUntil([&] { return pool.getIdleCount() == 1; });
+  static_cast<Counter*>(t2)->wakeUp();  // the second finds the place taken: it ends
+  waitUntil([&] { return pool.getActiveCount() == 1; });
+  EXPECT_EQ(1u, pool.getIdleCount());
+
+  ZThread* again = nullptr;
+  pool.getAvailableIdleThread(again);
+  EXPECT_EQ(t1, again);
+  EXPECT_EQ(0u, pool.getIdleCount());
+  static_cast<Counter*>(again)->wakeUp();
+  waitUntil([&] { return pool.getIdleCount() == 1; });
+  EXPECT_EQ(2, pool.made[0]->count());
+  EXPECT_EQ(1, pool.made[1]->count());
+
+  pool.waitForExit();  // stops the parked sleeper too
+  EXPECT_EQ(0, pool.getActiveCount());
+  EXPECT_EQ(1u, pool.getMaxIdle());
+}
+
+TEST(ZThreadTest, PoolWithoutParkingHandsOutUnstartedThreads) {
+  ZLock l;
+  CounterPool wide(8, 3, l), narrow(3, 8, l), plain(2, 0, l);
+  EXPECT_EQ(wide.getMaxThreads(), narrow.getMaxThreads());
+  EXPECT_EQ(wide.getMaxIdle(), narrow.getMaxIdle());
+  EXPECT_EQ(3u, narrow.getMaxIdle());
+  ZThread* t = nullptr;
+  plain.getAvailableIdleThread(t);
+  ASSERT_NE(nullptr, t);
+  EXPECT_EQ(0, plain.getActiveCount());
+  plain.start(*t);
+  static_cast<Counter*>(t)->wakeUp();
+  plain.waitForExit();  // the sleeper ends after its unit of work
+  EXPECT_EQ(1, static_cast<Counter*>(t)->count());
+  EXPECT_EQ(0u, plain.getIdleCount());
+}
+
+}  // namespace
