@@ -159,7 +159,7 @@ class ZAbstractFileMap {
  public:
   // 0 read-only; 1 read-write, creating the file and extending it to the
   // mapped length; any other value read-write.
-  enum zmapmode { readOnly = 0, readWriteCreate = 1, readWrite = 2 };
+  enum zmapmode : int { readOnly = 0, readWriteCreate = 1, readWrite = 2 };
 
   // `flag` is kept for the caller and has no effect on mapping.
   ZAbstractFileMap(const char* fileName, zmapmode mode, int flag);
