@@ -27,7 +27,8 @@ struct Names {
   Names() {
     for (int s = 0; s < kStanzas; ++s) stanzas.push_back("stanza-" + std::to_string(s));
     for (int k = 0; k < kKeys; ++k) keys.push_back("key_number_" + std::to_string(k));
-    for (int k = 0; k < kKeys; ++k) values.push_back("/some/value/of/medium/length/" + std::to_string(k));
+    for (int k = 0; k < kKeys; ++k)
+      values.push_back("/some/value/of/medium/length/" + std::to_string(k));
   }
 };
 
@@ -67,9 +68,8 @@ void BM_LoadStanzas(benchmark::State& state) {
     state.ResumeTiming();
   }
   state.counters["entries"] = kStanzas * kKeys;
-  state.counters["entries/s"] =
-      benchmark::Counter(static_cast<double>(kStanzas * kKeys) * state.iterations(),
-                         benchmark::Counter::kIsRate);
+  state.counters["entries/s"] = benchmark::Counter(
+      static_cast<double>(kStanzas * kKeys) * state.iterations(), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_LoadStanzas)->Unit(benchmark::kMillisecond);
 

@@ -5,9 +5,17 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
 #include "Z/zkelutil.h"
 
 namespace {
@@ -25,7 +33,78 @@ std::string dump(int count, const unsigned char* data, const char* title) {
   return out;
 }
 
+// Runs the helper program in the environment changed by env (arguments of
+// env(1)), at most for a minute; returns its output and its status.
+std::string runHelper(const std::string& env, const char* request, int* status) {
+  std::string cmd =
+      "env " + env + " timeout 60 " ZBASE_BINARY_DIR "/tests/zkelutil_helper " + request + " 2>&1";
+  FILE* p = popen(cmd.c_str(), "r");
+  if (p == nullptr) return "<no helper>";
+  std::string out;
+  char buf[256];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+  *status = pclose(p);
+  return out;
+}
+
+bool abortedBy(int status) {
+  return (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) ||
+         (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGABRT);
+}
+
+TEST(ZkelutilTest, WithoutQxkeldirNamesAreNullButHandlesAbort) {
+  const char* report =
+      "Exception: ZNoKELEnvironmentException\n File: \"src/Z/zkelutil\" 131\n Error: 45\n";
+  int status = 0;
+  std::string out = runHelper("-u QXKELDIR", "name", &status);
+  EXPECT_NE(std::string::npos, out.find(report)) << out;
+  EXPECT_NE(std::string::npos, out.find("The QXKELDIR environment variable is not set.")) << out;
+  EXPECT_NE(std::string::npos, out.find("name=(null) locale=(null)\n")) << out;
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+
+  out = runHelper("-u QXKELDIR", "handle", &status);
+  EXPECT_NE(std::string::npos, out.find(report)) << out;
+  EXPECT_EQ(std::string::npos, out.find("alive")) << out;
+  EXPECT_TRUE(abortedBy(status)) << status;
+}
+
+// The exception that would report a local code set that cannot be opened
+// holds strings, and no string can be built without that code set: the
+// set-up gives up with a plain report instead of recursing.
+TEST(ZkelutilTest, AnUnopenableLocalCodeSetAbortsWithAPlainReport) {
+  char dir[] = "/tmp/zkelutilXXXXXX";
+  ASSERT_NE(nullptr, mkdtemp(dir));
+  std::string file = std::string(dir) + "/codeset.alias";
+  FILE* f = fopen(file.c_str(), "w");
+  ASSERT_NE(nullptr, f);
+  fputs("ANSI_X3.4-1968 no-such-codeset\n", f);
+  fclose(f);
+  int status = 0;
+  std::string env = std::string("-u LC_ALL -u LC_CTYPE LANG=C QXKELDIR=") + dir;
+  std::string out = runHelper(env, "handle", &status);
+  EXPECT_NE(
+      std::string::npos,
+      out.find(std::string("zbase: code-set handles unavailable (code set \"ANSI_X3.4-1968\", "
+                           "QXKELDIR \"") +
+               dir + "\")\n"))
+      << out;
+  EXPECT_TRUE(abortedBy(status)) << status;
+  unlink(file.c_str());
+  rmdir(dir);
+}
+
+TEST(ZkelutilTest, ThreadsRacingToTheFirstUseShareOneSetUp) {
+  int status = 0;
+  EXPECT_EQ("same\n", runHelper("", "threads", &status));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
 TEST(ZkelutilTest, SetUpFollowsTheEnvironmentLocale) {
+  EXPECT_NO_THROW(commonInit());
+  ZLCString locale("old");
+  EXPECT_EQ(0, ZGetLocale(locale));
+  EXPECT_STREQ(zgetlocale(), locale.getChars());
   kel_cs_handle lcs = zgetLCSHandle();
   kel_cs_handle utf8 = zgetUTF8Handle();
   ASSERT_NE(nullptr, lcs);
@@ -146,6 +225,58 @@ TEST(ZkelutilTest, HexDumpPadsTheLastLineToTheCharacterColumn) {
             dump(16, sixteen, nullptr));
   EXPECT_EQ("\n", dump(0, data, nullptr));
   EXPECT_EQ("\n", dump(5, nullptr, nullptr));
+}
+
+TEST(ZkelutilTest, HexDumpsOfSeveralThreadsDoNotInterleave) {
+  char* text = nullptr;
+  size_t size = 0;
+  FILE* f = open_memstream(&text, &size);
+  const int kThreads = 4;
+  const int kDumps = 300;
+  std::atomic<int> ready{0};
+  std::vector<std::string> expected(kThreads);
+  std::vector<std::future<void>> done;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    unsigned char data[160];
+    memset(data, 'a' + t, sizeof data);
+    std::string title = "dump " + std::to_string(t);
+    expected[t] = dump(sizeof data, data, title.c_str());
+    std::promise<void> p;
+    done.push_back(p.get_future());
+    threads.emplace_back(
+        [f, title, &ready](std::vector<unsigned char> bytes, std::promise<void> pr) {
+          // Start together, so that the dumps really overlap.
+          ++ready;
+          while (ready.load() < kThreads) std::this_thread::yield();
+          for (int i = 0; i < kDumps; ++i) zhex_dump(f, bytes.size(), bytes.data(), title.c_str());
+          pr.set_value();
+        },
+        std::vector<unsigned char>(data, data + sizeof data), std::move(p));
+  }
+  for (auto& d : done) {
+    if (d.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+      ADD_FAILURE() << "dumping threads did not finish";
+      abort();
+    }
+  }
+  for (auto& t : threads) t.join();
+  fclose(f);
+  std::string out(text, size);
+  free(text);
+  // The output is whole dumps one after the other.
+  size_t pos = 0;
+  std::vector<int> counts(kThreads);
+  while (pos < out.size()) {
+    int which = -1;
+    for (int t = 0; t < kThreads; ++t) {
+      if (out.compare(pos, expected[t].size(), expected[t]) == 0) which = t;
+    }
+    ASSERT_NE(-1, which) << "torn dump at " << pos;
+    ++counts[which];
+    pos += expected[which].size();
+  }
+  EXPECT_EQ(std::vector<int>(kThreads, kDumps), counts);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 // Object model, exceptions and the message service
 #include "Z/ZObject.h"
+#include "Z/ZObservable.h"
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
 
@@ -21,10 +22,15 @@
 
 // Code-set services
 #include "Z/zkelutil.h"
+#include "Z/ZKELUTF8Converter.h"
+#include "Z/ZWinRegistry.h"
 
 
 
 // Formatted output, string iteration and tokenising
+#include "Z/zsnprintf.h"
+#include "Z/ZStringIterator.h"
+#include "Z/ZStringTokenizer.h"
 
 
 
@@ -44,6 +50,7 @@
 // Locks, conditions, read-write locks and threads
 #include "Z/ZLock.h"
 #include "Z/ZCondition.h"
+#include "Z/ZReadWriteLock.h"
 #include "Z/ZThread.h"
 
 
@@ -55,6 +62,9 @@
 
 
 // Shared libraries, compression and platform utilities
+#include "Z/ZSqueeze.h"
+#include "Z/ZLocalHostName.h"
+#include "Z/ZSharedLibrary.h"
 
 
 

@@ -2,6 +2,7 @@
 #include "Z/ZAbstractMutableString.h"
 
 #include <cctype>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -10,11 +11,9 @@
 #include <string>
 
 #include "Z/ZException.h"
-#if __has_include("Z/zkelutil.h")
+#include "Z/ZStringIterator.h"
+#include "Z/zsnprintf.h"
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 namespace {
 
@@ -203,7 +202,12 @@ ZAbstractMutableString& ZAbstractMutableString::append(const char* s, unsigned i
   return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::append(char c) { return append(&c, 1); }
+ZAbstractMutableString& ZAbstractMutableString::append(char c) {
+  if (length_ >= capacity_) bump(checkedSum(length_, 1), 0);
+  chars_[length_++] = c;
+  chars_[length_] = '\0';
+  return *this;
+}
 
 ZAbstractMutableString& ZAbstractMutableString::operator+=(const ZAbstractString& s) {
   return append(s.getChars(), s.getLength());
@@ -411,4 +415,40 @@ std::istream& ZAbstractMutableString::readLine(std::istream& in, int skipWhite) 
   }
   if (skipWhite) in.flags(in.flags() | saved);
   return in;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::replaceAllOf(ZStringIterator& it, const char* with) {
+  while (it.hasMore()) {
+    const ZAbstractMutableString* element = it.getNext();
+    replace(element->getChars(), with);
+  }
+  return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::replaceNoneOf(ZStringIterator& it, const char* set,
+                                                              const char* with) {
+  const int utf8 = getCodesetHandle() == utf8_handle_;
+  while (it.hasMore()) {
+    const char* element = it.getNext()->getChars();
+    const char* found = nullptr;
+    if (set != nullptr) {
+      found = utf8 ? std::strstr(set, element) : zstrstr(getCodesetHandle(), set, element);
+    }
+    if (found == nullptr) replace(element, with);
+  }
+  return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::format(const char* fmt, ...) {
+  char* result = nullptr;
+  va_list args;
+  va_start(args, fmt);
+  int n = zvasprintf(&result, fmt, args);
+  va_end(args);
+  if (n >= 0 && result != nullptr) {
+    clear();
+    append(result, static_cast<unsigned int>(n));
+  }
+  zasprintf_free(result);
+  return *this;
 }

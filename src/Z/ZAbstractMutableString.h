@@ -91,7 +91,10 @@ class ZAbstractMutableString : public ZAbstractString {
   ZAbstractMutableString& replaceAllOf(ZStringIterator& it, const char* with);
   ZAbstractMutableString& replaceNoneOf(ZStringIterator& it, const char* set, const char* with);
 
-  // Formatting with the library's own engine is declared here.
+  // Replaces the text by fmt formatted with the library's own engine
+  // (positional arguments, "%S" wide strings; see zsnprintf.h). When the
+  // engine fails (bad format, "%n", ...) the text is left as it was.
+  ZAbstractMutableString& format(const char* fmt, ...);
 
   // Reads one line: up to a line feed, carriage return or zero byte, which
   // is consumed and not stored. With skipWhite the stream's skip-white-space

@@ -1,16 +1,13 @@
 // zbase: ZAbstractString and ZAbstractConstString, the read-only string core.
 #include "Z/ZAbstractString.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 
 #include "Z/ZException.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 const unsigned int ZAbstractString::notFound;
 ZCodesetHandle ZAbstractString::utf8_handle_ = nullptr;
@@ -20,18 +17,20 @@ const char ZAbstractConstString::zemptyString[1] = {'\0'};
 namespace {
 
 std::once_flag handles_once;
+std::atomic<bool> handles_fetched(false);
 // Set while this thread fetches the handles: a string built during that
 // time (an exception reporting that the code sets cannot be opened) must not
 // start the fetch again.
 thread_local bool fetching_handles = false;
 
 void fetchHandles() {
-  if (fetching_handles) return;
+  if (handles_fetched.load(std::memory_order_acquire) || fetching_handles) return;
   std::call_once(handles_once, [] {
     fetching_handles = true;
     ZAbstractString::utf8_handle_ = zgetUTF8Handle();
     ZAbstractString::lcs_handle_ = zgetLCSHandle();
     fetching_handles = false;
+    handles_fetched.store(true, std::memory_order_release);
   });
 }
 

@@ -5,11 +5,7 @@
 #include <cstdlib>
 
 #include "Z/ZMessage.h"
-#if __has_include("Z/zkelutil.h")
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 ZException::ZException(unsigned long number, const char* name)
     : number_(number), name_(name), file_(nullptr), line_(0) {}

@@ -5,11 +5,8 @@
 
 #include "Z/ZUTF8String.h"
 #include "Z/ZException.h"
-#if __has_include("Z/zkelutil.h")
+#include "Z/ZStringIterator.h"
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 ZLCString::ZLCString() {}
 ZLCString::ZLCString(const char* s) : ZAbstractMutableString(s) {}
@@ -109,10 +106,24 @@ ZLCString& ZLCString::replaceAll(const char* set, char with) {
   return *this;
 }
 
-// These two walk the characters with a string iterator; they come with the
-// string iterator itself.
-ZLCString& ZLCString::replaceAll(const char*, const char*) { return *this; }
-ZLCString& ZLCString::replaceOther(const char*, const char*) { return *this; }
+// Each character of set (multibyte characters whole) has its occurrences
+// replaced in turn, so text put in by one may be replaced by a later one.
+ZLCString& ZLCString::replaceAll(const char* set, const char* with) {
+  const ZLCConstString chars(set);
+  ZLCString element;
+  ZStringIterator it(chars, element);
+  replaceAllOf(it, with != nullptr ? with : "");
+  return *this;
+}
+
+// Walks a copy of the text, since the replacements change the text itself.
+ZLCString& ZLCString::replaceOther(const char* set, const char* with) {
+  const ZLCString chars(*this);
+  ZLCString element;
+  ZStringIterator it(chars, element);
+  replaceNoneOf(it, set, with != nullptr ? with : "");
+  return *this;
+}
 
 int ZLCString::compare(const ZLCString& s) const { return ZAbstractString::compare(s.getChars()); }
 int ZLCString::compare(const ZLCConstString& s) const { return ZAbstractString::compare(s.getChars()); }

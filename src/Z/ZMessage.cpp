@@ -88,8 +88,6 @@ ZMessageService* load(ZMessageService* const* p) { return __atomic_load_n(p, __A
 
 void store(ZMessageService** p, ZMessageService* v) { __atomic_store_n(p, v, __ATOMIC_RELEASE); }
 
-// printf-style, but a null text argument would crash the C library on some
-// platforms; the format strings here only take texts we own.
 void writeThreadLine() {
   std::fprintf(stderr, threadIdFormat, static_cast<unsigned long>(pthread_self()));
 }

@@ -372,8 +372,7 @@ ZArrayList* ZPCategoryBasedCache::get(const char* stanza, const char* key, int& 
   }
 }
 
-ZArrayList* ZPCategoryBasedCache::get(const char* stanza, const char* key,
-                                      get_type_e type) const {
+ZArrayList* ZPCategoryBasedCache::get(const char* stanza, const char* key, get_type_e type) const {
   int isObfuscated = 0;
   return get(stanza, key, isObfuscated, type);
 }
@@ -425,8 +424,7 @@ void ZPCategoryBasedCache::set(const char* fullKey, const char* value) {
   set(stanza.getChars(), key.getChars(), value);
 }
 
-void ZPCategoryBasedCache::setObfuscated(const char* stanza, const char* key,
-                                         const char* value) {
+void ZPCategoryBasedCache::setObfuscated(const char* stanza, const char* key, const char* value) {
   ZArrayList* record = createAndGet(categories, stanza, key);
   if (record == nullptr) return;
   std::unique_ptr<ZLCString> copy;
@@ -455,7 +453,7 @@ void ZPCategoryBasedCache::remove(const char* stanza, const char* key) {
   ZPKVList* keys = findStanza(stanza);
   if (keys == nullptr) return;
   ZLCConstString probe(key);
-  if (keys->contains(&probe)) keys->removeEntry(&probe);
+  keys->removeEntry(&probe);  // nothing happens for an absent key
 }
 
 void ZPCategoryBasedCache::remove(const char* stanza) {
@@ -473,7 +471,7 @@ void ZPCategoryBasedCache::remove(const char* stanza) {
     }
   }
   ZLCConstString probe(name.getChars());
-  if (categories.contains(&probe)) categories.removeEntry(&probe);
+  categories.removeEntry(&probe);  // nothing happens for an absent stanza
 }
 
 unsigned int ZPCategoryBasedCache::countValues(const char* fullKey) {
@@ -708,8 +706,10 @@ void ZPCategoryBasedCache::addLineComment(const char* stanza, const char* key,
   insertLine(static_cast<unsigned int>(at), LINE_COMMENT, comment);
 }
 
-void ZPCategoryBasedCache::setLineComment(const char* stanza, const char* key,
-                                          const char* comment) {
+void ZPCategoryBasedCache::setLineComment(const char* stanza, const char* key, const char* text) {
+  // Own copy: the new comment may be the text of a line about to go.
+  ZLCString copy(orEmpty(text));
+  const char* comment = text ? copy.getChars() : nullptr;
   if (!contains(stanza, key)) {
     if (comment != nullptr) addLineComment(stanza, key, comment);
     return;

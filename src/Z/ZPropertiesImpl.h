@@ -2,8 +2,6 @@
 #ifndef Z_ZPROPERTIESIMPL_H_
 #define Z_ZPROPERTIESIMPL_H_
 
-#include "Z/zversion.h"
-
 #include <cstdio>
 
 #include "Z/ZArrayList.h"
@@ -11,6 +9,7 @@
 #include "Z/ZLCString.h"
 #include "Z/ZLock.h"
 #include "Z/ZObject.h"
+#include "Z/zversion.h"
 
 class ZBuffer;
 
@@ -139,8 +138,7 @@ class ZPCache {
   virtual void be_write_obfuscated(ZBuffer& buffer) = 0;
   virtual void delLine(const char* fullKey) = 0;
   virtual void delLine(const char* stanza, const char* key) = 0;
-  virtual void addLine(const char* stanza, const char* key, const char* value,
-                       int obfuscated) = 0;
+  virtual void addLine(const char* stanza, const char* key, const char* value, int obfuscated) = 0;
   virtual void addLine(const char* fullKey, const char* value, int obfuscated) = 0;
   virtual void addFileComment(const char* comment) = 0;
   virtual void addLineComment(const char* fullKey, const char* comment) = 0;

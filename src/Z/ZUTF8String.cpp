@@ -5,11 +5,8 @@
 
 #include "Z/ZLCString.h"
 #include "Z/ZException.h"
-#if __has_include("Z/zkelutil.h")
+#include "Z/ZStringIterator.h"
 #include "Z/zkelutil.h"
-#else
-#include "Z/zkelshim.h"
-#endif
 
 ZUTF8String::ZUTF8String() {}
 ZUTF8String::ZUTF8String(const char* s) : ZAbstractMutableString(s) {}
@@ -109,10 +106,24 @@ ZUTF8String& ZUTF8String::replaceAll(const char* set, char with) {
   return *this;
 }
 
-// These two walk the characters with a string iterator; they come with the
-// string iterator itself.
-ZUTF8String& ZUTF8String::replaceAll(const char*, const char*) { return *this; }
-ZUTF8String& ZUTF8String::replaceOther(const char*, const char*) { return *this; }
+// Each character of set (multibyte characters whole) has its occurrences
+// replaced in turn, so text put in by one may be replaced by a later one.
+ZUTF8String& ZUTF8String::replaceAll(const char* set, const char* with) {
+  const ZUTF8ConstString chars(set);
+  ZUTF8String element;
+  ZStringIterator it(chars, element);
+  replaceAllOf(it, with != nullptr ? with : "");
+  return *this;
+}
+
+// Walks a copy of the text, since the replacements change the text itself.
+ZUTF8String& ZUTF8String::replaceOther(const char* set, const char* with) {
+  const ZUTF8String chars(*this);
+  ZUTF8String element;
+  ZStringIterator it(chars, element);
+  replaceNoneOf(it, set, with != nullptr ? with : "");
+  return *this;
+}
 
 int ZUTF8String::compare(const ZUTF8String& s) const { return ZAbstractString::compare(s.getChars()); }
 int ZUTF8String::compare(const ZUTF8ConstString& s) const { return ZAbstractString::compare(s.getChars()); }

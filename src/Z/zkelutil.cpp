@@ -6,99 +6,122 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <atomic>
+
+#include "Z/ZAbstractMutableString.h"
+#include "Z/ZException.h"
+#include "Z/ZLock.h"
+
 namespace {
 
-// Process-wide values: written only by zonce_init, never freed.
+// Process-wide values: written only by zonce_init, never freed. The ones
+// that the getters read without going through the once-guard are atomic.
 const char* keldir_ = nullptr;
 int kel_rc = 0;
-char* locstring_ = nullptr;
+std::atomic<char*> locstring_{nullptr};
 kel_loc_handle local_locale_handle_ = nullptr;
-char* csname_ = nullptr;
-kel_cs_handle zlocal_codeset_ = nullptr;
-kel_cs_handle zutf8_codeset_ = nullptr;
+std::atomic<char*> csname_{nullptr};
+std::atomic<kel_cs_handle> zlocal_codeset_{nullptr};
+std::atomic<kel_cs_handle> zutf8_codeset_{nullptr};
 pthread_once_t kel_once = PTHREAD_ONCE_INIT;
 
-// Set while a getter reports a failed set-up: reporting builds strings, and
-// strings ask for the handles again.
+// Set while a getter reports a failed set-up: building the exception
+// builds strings, and strings ask for the handles again. Nested requests for
+// a missing handle give up at once instead of recursing.
 thread_local bool reportingFailure = false;
 
 [[noreturn]] void abortWithoutHandles() {
-  fputs("zbase: the code-set handles could not be opened (is QXKELDIR set?)\n", stderr);
+  fprintf(stderr, "zbase: code-set handles unavailable (code set \"%s\", QXKELDIR \"%s\")\n",
+          csname_.load() != nullptr ? csname_.load() : "", keldir_ != nullptr ? keldir_ : "");
   abort();
 }
 
-// Runs the set-up and prints what went wrong; false when it failed.
+// Runs the set-up; prints the exception that reports a failure. False then.
 bool initOrReport() {
-  commonInit();
-  return true;
+  try {
+    commonInit();
+    return true;
+  } catch (ZException& e) {
+    e.print();
+    return false;
+  }
 }
 
-kel_cs_handle handleOrAbort(kel_cs_handle* slot) {
-  if (*slot != nullptr) return *slot;
+kel_cs_handle handleOrAbort(const std::atomic<kel_cs_handle>& slot) {
+  kel_cs_handle h = slot.load(std::memory_order_acquire);
+  if (h != nullptr) return h;
   if (reportingFailure) abortWithoutHandles();
   reportingFailure = true;
-  if (!initOrReport()) abort();
+  bool ok = initOrReport();
   reportingFailure = false;
-  return *slot;
+  h = slot.load(std::memory_order_acquire);
+  if (!ok || h == nullptr) abort();
+  return h;
 }
 
-const char* valueOrReport(char** slot) {
-  if (*slot != nullptr) return *slot;
-  if (reportingFailure) return *slot;
+const char* valueOrReport(const std::atomic<char*>& slot) {
+  const char* v = slot.load(std::memory_order_acquire);
+  if (v != nullptr || reportingFailure) return v;
   reportingFailure = true;
   initOrReport();
   reportingFailure = false;
-  return *slot;
+  return slot.load(std::memory_order_acquire);
 }
 
 }  // namespace
 
 void zonce_init() {
-  if (locstring_ != nullptr) return;
+  if (locstring_.load(std::memory_order_acquire) != nullptr) return;
   setlocale(LC_ALL, "");
   varnel_initialize();
   keldir_ = getenv("QXKELDIR");
   if (keldir_ == nullptr) return;
 
-  char lang[512];
+  char lang[512] = "";  // a failed query leaves the default locale's name
   char canonical[512];
   kel_rc = kel_os_lang_name(lang, sizeof lang);
   kel_rc = kel_canonical_loc(lang, canonical, sizeof canonical);
   if (kel_rc != 0) return;
-  locstring_ = strdup(canonical);
+  locstring_.store(strdup(canonical), std::memory_order_release);
   local_locale_handle_ = kel_loc_new(canonical);
 
   char cs[32];
   kel_rc = kel_os_cs_name(cs, sizeof cs);
   if (kel_rc != 0) return;
-  csname_ = strdup(cs);
-  zlocal_codeset_ = kel_cs_new(cs);
-  zutf8_codeset_ = kel_cs_new("UTF8");
+  csname_.store(strdup(cs), std::memory_order_release);
+  zlocal_codeset_.store(kel_cs_new(cs), std::memory_order_release);
+  zutf8_codeset_.store(kel_cs_new("UTF8"), std::memory_order_release);
 }
 
 void commonInit() {
   pthread_once(&kel_once, zonce_init);
-  if (keldir_ == nullptr || zlocal_codeset_ == nullptr || zutf8_codeset_ == nullptr) {
-    abortWithoutHandles();
-  }
+  if (keldir_ == nullptr) ZNoKELEnvironmentException().throwException("src/Z/zkelutil", 131);
+  if (zlocal_codeset_ == nullptr)
+    ZCodesetException(csname_.load()).throwException("src/Z/zkelutil", 135);
+  if (zutf8_codeset_ == nullptr) ZCodesetException("UTF8").throwException("src/Z/zkelutil", 135);
+}
+
+int ZGetLocale(ZAbstractMutableString& out) {
+  out = zgetlocale();
+  return 0;
 }
 
 extern "C" {
 
-kel_cs_handle zgetLCSHandle(void) { return handleOrAbort(&zlocal_codeset_); }
+kel_cs_handle zgetLCSHandle(void) { return handleOrAbort(zlocal_codeset_); }
 
-kel_cs_handle zgetUTF8Handle(void) { return handleOrAbort(&zutf8_codeset_); }
+kel_cs_handle zgetUTF8Handle(void) { return handleOrAbort(zutf8_codeset_); }
 
-const char* zgetLocalCodesetName(void) { return valueOrReport(&csname_); }
+const char* zgetLocalCodesetName(void) { return valueOrReport(csname_); }
 
-const char* zgetlocale(void) { return valueOrReport(&locstring_); }
+const char* zgetlocale(void) { return valueOrReport(locstring_); }
 
 void zset_cs_dir(const char* dir) {
   if (dir != nullptr) kel_set_dir(dir);
 }
 
 int zmblen(kel_cs_handle handle, const char* text, size_t maxlen) {
-  if (handle == zlocal_codeset_ && MB_CUR_MAX == 1) return 1;
+  if (handle == zlocal_codeset_.load(std::memory_order_acquire) && MB_CUR_MAX == 1) return 1;
   return kel_mblen(handle, text, maxlen);
 }
 
@@ -142,10 +165,10 @@ int zlcs_from_utf8(const char* src, size_t srclen, char* dst, size_t dstlen) {
 }
 
 void zhex_dump(FILE* stream, int count, const unsigned char* data, const char* title) {
-  static pthread_mutex_t dumpLock = PTHREAD_MUTEX_INITIALIZER;
+  static ZLock* dumpLock = new ZLock();  // lives until the process ends
   if (stream == nullptr) stream = stderr;
   if (data == nullptr) count = 0;
-  pthread_mutex_lock(&dumpLock);
+  ZResourceLock hold(*dumpLock);
   if (title != nullptr) fprintf(stream, "\n\t%s\n", title);
   char column[17];
   memset(column, ' ', 16);
@@ -169,7 +192,6 @@ void zhex_dump(FILE* stream, int count, const unsigned char* data, const char* t
     fprintf(stream, "  *%s*", column);
   }
   fputc('\n', stream);
-  pthread_mutex_unlock(&dumpLock);
 }
 
 int zmbtowc(kel_cs_handle h, wchar_t* wc, const char* s, size_t n) {

@@ -108,6 +108,18 @@
 
 
 // Formatted output, string iteration and tokenising
+#define zvsnprintf_parse zvsnprintf_parse_7_0_0
+#define zvsnprintf_render zvsnprintf_render_7_0_0
+#define zvsnprintf_done zvsnprintf_done_7_0_0
+#define zvsnprintf zvsnprintf_7_0_0
+#define zsnprintf zsnprintf_7_0_0
+#define zvsprintf zvsprintf_7_0_0
+#define zsprintf zsprintf_7_0_0
+#define zvasprintf zvasprintf_7_0_0
+#define zasprintf zasprintf_7_0_0
+#define zasprintf_free zasprintf_free_7_0_0
+#define ZStringIterator ZStringIterator_7_0_0
+#define ZStringTokenizer ZStringTokenizer_7_0_0
 
 
 
@@ -179,6 +191,20 @@
 
 
 // Shared libraries, compression and platform utilities
+#define ZSqueeze ZSqueeze_7_0_0
+#define ZAdler32 ZAdler32_7_0_0
+#define ZLocalHostName ZLocalHostName_7_0_0
+#define zconvert_UTF16_to_UTF8 zconvert_UTF16_to_UTF8_7_0_0
+#define zsetfileinheritance zsetfileinheritance_7_0_0
+#define zsetfileinheritancesocket zsetfileinheritancesocket_7_0_0
+#define zinet_pton zinet_pton_7_0_0
+#define zinet_ntop zinet_ntop_7_0_0
+#define ZAbstractSharedLibrary ZAbstractSharedLibrary_7_0_0
+#define ZSharedLibrary ZSharedLibrary_7_0_0
+#define zdlopen zdlopen_7_0_0
+#define zdlsym zdlsym_7_0_0
+#define zdlclose zdlclose_7_0_0
+#define zdlerror zdlerror_7_0_0
 
 
 

@@ -1,0 +1,316 @@
+// Tests of the string core: growth, editing, stripping, searching, hashing.
+#include "Z/ZAbstractMutableString.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8String.h"
+
+namespace {
+
+TEST(ZAbstractMutableStringTest, GrowthRule) {
+  ZLCString s;
+  EXPECT_EQ(0u, s.getLength());
+  EXPECT_EQ(95u, s.getCapacity());
+  EXPECT_EQ(95u, s.setCapacity(50));
+  EXPECT_EQ(200u, s.setCapacity(200));
+  EXPECT_EQ(200u, s.setCapacity(150));
+
+  ZLCString a;
+  a.append(std::string(95, 'x').c_str());
+  EXPECT_EQ(95u, a.getCapacity());  // still the built-in buffer
+  a.append('y');
+  EXPECT_EQ(96u + (96 + 7) / 5, a.getCapacity());
+
+  ZLCString b;
+  b.append(std::string(96, 'x').c_str());
+  EXPECT_EQ(116u, b.getCapacity());
+  // Appending within the capacity does not grow...
+  b.append(std::string(20, 'z').c_str());
+  EXPECT_EQ(116u, b.getCapacity());
+  EXPECT_EQ(116u, b.getLength());
+  // ...but insert grows on every call, even an empty insert.
+  ZLCString c;
+  c.setCapacity(100);
+  c = "abc";
+  c.insert(1, "");
+  EXPECT_EQ(100u + (4 + 7) / 5, c.getCapacity());
+  EXPECT_STREQ("abc", c.getChars());
+  // Clearing keeps the capacity; the text survives a move to the heap.
+  c.clear();
+  EXPECT_EQ(102u, c.getCapacity());
+  ZLCString d("head");
+  d.append(std::string(200, '-').c_str());
+  EXPECT_EQ(0u, d.indexOf("head"));
+  EXPECT_EQ(204u, d.getLength());
+}
+
+TEST(ZAbstractMutableStringTest, ConstructorsAndNumericAssignment) {
+  EXPECT_STREQ("abc", ZLCString("abcdef", 3).getChars());
+  EXPECT_STREQ("q", ZLCString('q').getChars());
+  EXPECT_STREQ("-2147483648", ZLCString(-2147483647 - 1).getChars());
+  EXPECT_STREQ("4294967295", ZLCString(4294967295u).getChars());
+  EXPECT_STREQ("-9223372036854775807", ZLCString(-9223372036854775807L).getChars());
+  EXPECT_STREQ("18446744073709551615", ZLCString(18446744073709551615UL).getChars());
+  ZLCString s("long text that goes away");
+  s = 42;
+  EXPECT_STREQ("42", s.getChars());
+  EXPECT_EQ(2u, s.getLength());
+  s = 'z';
+  EXPECT_STREQ("z", s.getChars());
+  s = static_cast<const char*>(nullptr);
+  EXPECT_STREQ("", s.getChars());
+  ZLCString null(static_cast<const char*>(nullptr));
+  EXPECT_TRUE(null.isEmpty());
+}
+
+TEST(ZAbstractMutableStringTest, EditingOperations) {
+  ZLCString s("abcdef");
+  s.remove(3, 0);
+  EXPECT_STREQ("abc", s.getChars());
+  s = "abcdef";
+  s.remove(4, 5);
+  EXPECT_STREQ("abcdef", s.getChars());
+  s.remove(1, 2);
+  EXPECT_STREQ("adef", s.getChars());
+  EXPECT_EQ(4u, s.getLength());
+  s.trunc(10);
+  EXPECT_STREQ("adef", s.getChars());
+  s.trunc(2);
+  EXPECT_STREQ("ad", s.getChars());
+  s.insert(1, "bc").insert(4, "!").insert(0, nullptr);
+  EXPECT_STREQ("abcd!", s.getChars());
+  s.prepend(">> ").prepend("xyz", 1);
+  EXPECT_STREQ("x>> abcd!", s.getChars());
+  s.append("1234", 2).append(static_cast<const char*>(nullptr));
+  EXPECT_STREQ("x>> abcd!12", s.getChars());
+  EXPECT_EQ(11u, s.getLength());
+
+  // Text taken from the string itself, also when the buffer moves.
+  ZLCString self("0123456789");
+  for (int i = 0; i < 5; ++i) self.append(self.getChars());
+  EXPECT_EQ(320u, self.getLength());
+  EXPECT_EQ(310u, self.lastIndexOf("0123456789"));
+  self.setChars(self.getChars() + 315);
+  EXPECT_STREQ("56789", self.getChars());
+  self += self;
+  EXPECT_STREQ("5678956789", self.getChars());
+}
+
+TEST(ZAbstractMutableStringTest, StrippingRules) {
+  ZUTF8String u("   ");
+  u.stripTrailing();
+  EXPECT_STREQ(" ", u.getChars());  // the first byte is never examined
+  u = " ";
+  u.stripTrailing();
+  EXPECT_STREQ(" ", u.getChars());
+  u = " \t a b \n";
+  u.stripTrailing();
+  EXPECT_STREQ(" \t a b", u.getChars());
+  u.stripLeading();
+  EXPECT_STREQ("a b", u.getChars());
+  u = "\r\n x \t";
+  u.stripWhiteSpace();
+  EXPECT_STREQ("x", u.getChars());
+
+  ZLCString x("xxxx");
+  x.stripLeading('x');
+  EXPECT_STREQ("", x.getChars());
+  x = "xxabxx";
+  x.stripLeading('x');
+  EXPECT_STREQ("abxx", x.getChars());
+  x.stripTrailing('x');
+  EXPECT_STREQ("ab", x.getChars());
+  x = "yyy";
+  x.stripTrailing('y');
+  EXPECT_STREQ("", x.getChars());
+}
+
+TEST(ZAbstractMutableStringTest, Replacing) {
+  ZLCString s("a,b;c");
+  s.replaceAll(",;", '\0');
+  EXPECT_STREQ("abc", s.getChars());
+  EXPECT_EQ(3u, s.getLength());
+  s = "a,b;c";
+  s.replaceAll(",;", '-');
+  EXPECT_STREQ("a-b-c", s.getChars());
+  s.replaceAll(static_cast<const char*>(nullptr), '+');
+  EXPECT_STREQ("a-b-c", s.getChars());
+
+  s = "banana";
+  s.replace('a', 'o');
+  EXPECT_STREQ("bonono", s.getChars());
+  s.replace('o', '\0');
+  EXPECT_STREQ("bnn", s.getChars());
+  EXPECT_EQ(3u, s.getLength());
+
+  s = "aaaa";
+  s.replace("aa", "b");
+  EXPECT_STREQ("bb", s.getChars());
+  s = "one two one";
+  s.replace("one", "three");
+  EXPECT_STREQ("three two three", s.getChars());
+  s.replace("missing", "x");
+  EXPECT_STREQ("three two three", s.getChars());
+  s.replace(" ", "");
+  EXPECT_STREQ("threetwothree", s.getChars());
+  ZLCString big(std::string(100, 'a').c_str());
+  big.replace("a", "xyz");
+  EXPECT_EQ(300u, big.getLength());
+}
+
+TEST(ZAbstractMutableStringTest, SearchingAndComparing) {
+  ZLCString s("path/to/file.txt");
+  EXPECT_EQ(4u, s.indexOf('/'));
+  EXPECT_EQ(7u, s.indexOf('/', 5));
+  EXPECT_EQ(16u, s.indexOf('\0'));
+  EXPECT_EQ(ZAbstractString::notFound, s.indexOf('/', 100));
+  EXPECT_EQ(5u, s.indexOf("to"));
+  EXPECT_EQ(ZAbstractString::notFound, s.indexOf(static_cast<const char*>(nullptr)));
+  EXPECT_EQ(16u, s.indexOf("", 200));  // from is clamped to the length
+  EXPECT_EQ(4u, s.indexOneOf("./"));
+  EXPECT_EQ(12u, s.indexOneOf(".", 8));
+  EXPECT_EQ(ZAbstractString::notFound, s.indexOneOf(nullptr));
+  EXPECT_EQ(7u, s.lastIndexOf('/'));
+  EXPECT_EQ(15u, s.lastIndexOf("t"));
+  EXPECT_EQ(ZAbstractString::notFound, s.lastIndexOf("zz"));
+  EXPECT_TRUE(s.contains("file"));
+  EXPECT_FALSE(s.contains(static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(s.contains('.'));
+
+  EXPECT_TRUE(s.beginsWith(""));
+  EXPECT_FALSE(s.endsWith(""));
+  EXPECT_TRUE(s.beginsWith(static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(s.endsWith(static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(s.beginsWith("path/"));
+  EXPECT_TRUE(s.endsWith(".txt"));
+  EXPECT_FALSE(s.endsWith("a longer text than the string itself"));
+  EXPECT_FALSE(ZLCString().beginsWith(""));
+  EXPECT_TRUE(s.beginsWithCaseIgnored(ZLCString("PATH")));
+  EXPECT_TRUE(s.endsWithCaseIgnored(ZLCString(".TXT")));
+  EXPECT_FALSE(s.endsWithCaseIgnored(ZLCString()));
+  EXPECT_FALSE(ZLCString().beginsWithCaseIgnored(ZLCString("p")));
+
+  EXPECT_TRUE(s.equals("path/to/file.txt"));
+  EXPECT_FALSE(s.equals(static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(s == "path/to/file.txt");
+  EXPECT_TRUE(s != "path");
+  EXPECT_EQ(0, ZLCString("Mixed").compareignorecase("mIXED"));
+  EXPECT_LT(ZLCString("abc").compare("abd"), 0);
+  EXPECT_GT(ZLCString("b").compare(ZLCString("a")), 0);
+}
+
+TEST(ZAbstractMutableStringTest, HashIsDjb2WithExclusiveOr) {
+  EXPECT_EQ(5381u, ZLCString().hash());
+  EXPECT_EQ((5381u * 33) ^ 'a', ZLCString("a").hash());
+  EXPECT_EQ((((5381u * 33) ^ 'a') * 33) ^ 0xE9u, ZLCString("a\xE9").hash());
+  // Equal texts of both code sets hash alike; the hash ignores the code set.
+  EXPECT_EQ(ZLCString("key").hash(), ZUTF8String("key").hash());
+  EXPECT_EQ(ZLCString("key").hash(), ZLCConstString("key").hash());
+}
+
+TEST(ZAbstractMutableStringTest, ObjectComparisonNeedsTheSameCodeset) {
+  ZLCString lc("text");
+  ZUTF8String u("text");
+  ZLCConstString view("text");
+  EXPECT_EQ(0, lc.compare(static_cast<const ZObject&>(view)));
+  EXPECT_TRUE(lc.equals(static_cast<const ZObject&>(u)));  // bytes only
+  try {
+    lc.compare(static_cast<const ZObject&>(u));
+    FAIL() << "no exception";
+  } catch (ZUnsupportedException& e) {
+    EXPECT_EQ(48u, e.getErrorNumber());
+    EXPECT_STREQ("src/Z/ZAbstractString", e.who());
+    EXPECT_EQ(68, e.where());
+  }
+  ZObject plain;
+  EXPECT_THROW(lc.compare(plain), ZUnsupportedException);
+  EXPECT_FALSE(lc.equals(plain));
+}
+
+TEST(ZAbstractMutableStringTest, ReadLineSplitsAtEveryLineEnd) {
+  std::istringstream in(std::string("ab\r\ncd\0ef\n\nlast", 16));
+  ZLCString line("old");
+  const char* expected[] = {"ab", "", "cd", "ef", "", "last"};
+  for (const char* e : expected) {
+    ASSERT_TRUE(in.peek() != EOF) << e;
+    line.readLine(in, 0);
+    EXPECT_STREQ(e, line.getChars());
+  }
+  EXPECT_EQ(EOF, in.peek());
+  line.readLine(in, 0);
+  EXPECT_STREQ("", line.getChars());
+
+  std::istringstream in2("  x\n");
+  in2.unsetf(std::ios_base::skipws);
+  line.readLine(in2, 1);
+  EXPECT_STREQ("  x", line.getChars());  // leading blanks are kept
+  EXPECT_TRUE(in2.flags() & std::ios_base::skipws);  // and the flag stays set
+}
+
+TEST(ZAbstractMutableStringTest, ConstStringViews) {
+  char buf[] = "viewed";
+  ZLCConstString v(buf);
+  EXPECT_EQ(6u, v.getLength());
+  EXPECT_EQ(buf, v.getChars());
+  ZLCConstString n(static_cast<const char*>(nullptr));
+  EXPECT_STREQ("", n.getChars());
+  EXPECT_EQ(ZAbstractConstString::zemptyString, n.getChars());
+
+  ZLCString owner("owner");
+  v.setChars(owner);
+  EXPECT_EQ(owner.getChars(), v.getChars());
+  EXPECT_EQ(5u, v.getLength());
+  ZUTF8String other("other code set");
+  v.setChars(other);  // silently ignored
+  EXPECT_EQ(owner.getChars(), v.getChars());
+
+  ZLCConstString copy(v);
+  EXPECT_EQ(v.getChars(), copy.getChars());
+  std::unique_ptr<ZObject> cl(v.clone());
+  ASSERT_NE(nullptr, dynamic_cast<ZLCConstString*>(cl.get()));
+  EXPECT_EQ(v.getChars(), static_cast<ZLCConstString*>(cl.get())->getChars());
+  EXPECT_TRUE(v == "owner");
+  EXPECT_TRUE(v == owner);
+}
+
+TEST(ZAbstractMutableStringTest, ConcurrentFirstStringsAgreeOnTheHandles) {
+  // A fresh child process, so that these are the first strings built.
+  pid_t pid = fork();
+  ASSERT_NE(-1, pid);
+  if (pid == 0) {
+    alarm(10);
+    ZCodesetHandle seen[8] = {};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+      threads.emplace_back([&seen, i] {
+        if (i % 2) {
+          seen[i] = ZLCString("x").getCodesetHandle();
+        } else {
+          ZUTF8String u("y");
+          seen[i] = ZAbstractString::lcs_handle_;
+        }
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    for (ZCodesetHandle h : seen) {
+      if (h == nullptr || h != seen[0]) _exit(1);
+    }
+    _exit(ZAbstractString::utf8_handle_ != nullptr ? 0 : 2);
+  }
+  int status = 0;
+  ASSERT_EQ(pid, waitpid(pid, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(0, WEXITSTATUS(status));
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+// Tests of ZStringTokenizer: delimiter runs, multibyte delimiters and text,
+// code-set checks, list() and copies.
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/ZMessage.h"
+#include "Z/ZStringTokenizer.h"
+#include "Z/ZUTF8String.h"
+
+namespace {
+
+std::vector<std::string> words(ZStringTokenizer& t) {
+  std::vector<std::string> out;
+  while (t.hasMore()) out.push_back(t.getNext()->getChars());
+  return out;
+}
+
+typedef std::vector<std::string> Words;
+
+// Runs f, which must throw E; checks number, module and line.
+template <typename E, typename F>
+void expectThrow(F f, int number, const char* module, int line) {
+  try {
+    f();
+    ADD_FAILURE() << "no exception";
+  } catch (E& e) {
+    EXPECT_EQ(static_cast<unsigned long>(number), e.getErrorNumber());
+    EXPECT_STREQ(module, e.who());
+    EXPECT_EQ(line, e.where());
+  }
+}
+
+}  // namespace
+
+TEST(ZStringTokenizerTest, DefaultDelimitersAndRunsOfDelimiters) {
+  {
+    ZLCString source("  alpha\tbeta\r\n"), token;
+    ZStringTokenizer t(source, token);
+    ASSERT_TRUE(t.hasMore());
+    EXPECT_EQ(&token, t.getNext());
+    EXPECT_EQ("alpha", std::string(token.getChars()));
+    EXPECT_TRUE(t.hasMore());
+    EXPECT_STREQ("beta", t.getNext()->getChars());
+    EXPECT_FALSE(t.hasMore());
+    // At the end getNext() still answers the token, now empty.
+    EXPECT_EQ(&token, t.getNext());
+    EXPECT_STREQ("", token.getChars());
+    t.reset();
+    EXPECT_EQ((Words{"alpha", "beta"}), words(t));
+  }
+  {
+    ZUTF8String empty, token("old");
+    ZStringTokenizer t(empty, token);
+    EXPECT_FALSE(t.hasMore());
+    EXPECT_EQ(&token, t.getNext());
+    EXPECT_STREQ("", token.getChars());
+  }
+  {
+    ZUTF8String source(",a,,b,"), token;
+    ZStringTokenizer t(source, token, ZUTF8String(","));
+    EXPECT_EQ((Words{"a", "b"}), words(t));
+  }
+  {
+    // Delimiters given per call; the tokenizer's own ones stay for the rest.
+    ZLCString source("key=value; other\tlast"), token;
+    ZStringTokenizer t(source, token);
+    EXPECT_STREQ("key", t.getNext(ZLCString("="))->getChars());
+    EXPECT_TRUE(t.hasMore(ZLCString("=")));
+    EXPECT_STREQ("value", t.getNext(ZLCString("; "))->getChars());
+    EXPECT_TRUE(t.hasMore(ZLCString(";")));  // passes the ";" the default set lacks
+    EXPECT_EQ((Words{"other", "last"}), words(t));
+  }
+}
+
+TEST(ZStringTokenizerTest, MultibyteDelimitersMatchWholeCharacters) {
+  // e acute is C3 A9; the copyright sign is C2 A9. Comparing single bytes
+  // would find A9 in the delimiter and split the copyright sign.
+  ZUTF8String source("x\xc2\xa9y\xc3\xa9z\xc3\xa9\xc3\xa9\xe2\x82\xac"), token;
+  ZStringTokenizer t(source, token, ZUTF8String("\xc3\xa9"));
+  EXPECT_EQ((Words{"x\xc2\xa9y", "z", "\xe2\x82\xac"}), words(t));
+
+  // A delimiter set mixing one- and two-byte characters.
+  ZUTF8String mixed(
+      "\xc3\xa9 a\xc3\xa9"
+      "b c"),
+      token2;
+  ZStringTokenizer t2(mixed, token2, ZUTF8String(" \xc3\xa9"));
+  EXPECT_EQ((Words{"a", "b", "c"}), words(t2));
+
+  // Local code set: whole characters when it is multibyte, bytes otherwise.
+  ZLCString lc(
+      "a\xc3\xa9"
+      "b"),
+      lcToken;
+  ZStringTokenizer t3(lc, lcToken, ZLCString("\xa9"));
+  if (MB_CUR_MAX > 1) {
+    EXPECT_EQ((Words{"a\xc3\xa9"
+                     "b"}),
+              words(t3));
+  } else {
+    EXPECT_EQ((Words{"a\xc3", "b"}), words(t3));
+  }
+}
+
+TEST(ZStringTokenizerTest, RejectsMixedCodeSetsAndUnmeasurableText) {
+  ZLCString lc("a b");
+  ZUTF8String utf8Token;
+  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token); }, kZMsgUnsupported,
+                                     "src/Z/ZStringTokenizer", 97);
+  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token, ZLCString(",")); },
+                                     kZMsgUnsupported, "src/Z/ZStringTokenizer", 72);
+
+  // A malformed byte among delimiters, then inside a word.
+  ZUTF8String bad("ok \xff"), token;
+  ZStringTokenizer t(bad, token);
+  EXPECT_STREQ("ok", t.getNext()->getChars());
+  expectThrow<ZKELMBLenException>([&] { t.hasMore(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
+                                  269);
+  ZUTF8String truncated("ab\xe2\x82"), token2;
+  ZStringTokenizer t2(truncated, token2);
+  EXPECT_TRUE(t2.hasMore());
+  expectThrow<ZKELMBLenException>([&] { t2.getNext(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
+                                  331);
+}
+
+TEST(ZStringTokenizerTest, ListAndCopiesAreIndependentOfTheTokenizer) {
+  ZArrayList loose(4, 0), owned(4, 1);
+  {
+    ZUTF8String source("one two  three"), token;
+    ZStringTokenizer t(source, token);
+    EXPECT_STREQ("one", t.getNext()->getChars());
+    t.list(loose);  // from the current position on
+    t.reset();
+    t.list(owned);
+  }
+  ASSERT_EQ(2u, loose.size());
+  EXPECT_STREQ("two", static_cast<ZUTF8String*>(loose.get(0))->getChars());
+  EXPECT_STREQ("three", static_cast<ZUTF8String*>(loose.get(1))->getChars());
+  ASSERT_EQ(3u, owned.size());
+  EXPECT_STREQ("three", static_cast<ZUTF8String*>(owned.get(2))->getChars());
+  for (unsigned int i = 0; i < loose.size(); ++i) delete loose.get(i);
+
+  // A clone keeps position, source and token, and its own delimiters.
+  ZLCString source("a;b;c;d"), token;
+  ZStringTokenizer* original = new ZStringTokenizer(source, token, ZLCString(";"));
+  EXPECT_STREQ("a", original->getNext()->getChars());
+  ZStringTokenizer* copy = static_cast<ZStringTokenizer*>(original->clone());
+  EXPECT_STREQ("b", original->getNext()->getChars());
+  delete original;
+  EXPECT_EQ(&token, copy->getNext());
+  EXPECT_STREQ("b", token.getChars());
+  EXPECT_EQ((Words{"c", "d"}), words(*copy));
+  ZStringTokenizer second(*copy);
+  delete copy;
+  second.reset();
+  EXPECT_EQ((Words{"a", "b", "c", "d"}), words(second));
+}
