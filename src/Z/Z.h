@@ -74,6 +74,7 @@
 
 
 // Properties objects, stanza files and their C interface
+#include "Z/ZStanzaFileProperties.h"
 
 
 

@@ -220,6 +220,7 @@
 
 
 // Properties objects, stanza files and their C interface
+#define ZSCFData ZSCFData_7_0_0
 
 
 
