@@ -226,6 +226,7 @@
 #define ZPropertiesIterator ZPropertiesIterator_7_0_0
 #define ZPropertyValuesIteratorInterface ZPropertyValuesIteratorInterface_7_0_0
 #define ZAbstractPropertyValuesIterator ZAbstractPropertyValuesIterator_7_0_0
+#define ZSCFData ZSCFData_7_0_0
 
 
 
