@@ -73,6 +73,7 @@
 
 // Properties objects, stanza files and their C interface
 #include "Z/ZProperties.h"
+
 #include "Z/ZStanzaFileProperties.h"
 
 
