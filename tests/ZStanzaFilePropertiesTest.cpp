@@ -27,18 +27,18 @@ const int kZeroByte = 160;
 const int kNoBracket = 175;
 const int kStanzaTwice = 181;
 const int kBadEntry = 190;
-const int kRefusedText = 284;
-const int kNotAString = 474;
-const int kAddValue = 537;
-const int kAddValues = 570;
-const int kGetStanza = 585;
-const int kAddStanza = 598;
-const int kDeleteStanza = 610;
-const int kStanzaComment = 622;
-const int kAppendValue = 634;
-const int kNoItems = 643;
-const int kBadItemType = 678;
-const int kBadSideData = 321;
+const int kRefusedText = 285;
+const int kNotAString = 475;
+const int kAddValue = 538;
+const int kAddValues = 571;
+const int kGetStanza = 586;
+const int kAddStanza = 599;
+const int kDeleteStanza = 611;
+const int kStanzaComment = 623;
+const int kAppendValue = 635;
+const int kNoItems = 644;
+const int kBadItemType = 679;
+const int kBadSideData = 322;
 const ZPCache::get_type_e ANY = ZPCache::GET_ANY;
 
 // Reads `text` into the cache through a real stream.
@@ -680,6 +680,12 @@ TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
     EXPECT_EQ(kRefusedText, e.where());
     EXPECT_EQ(original, slurp(path));
   }
+  // Lines are counted as written, a comment of two lines as two.
+  ZStanzaFileProperties p(path.c_str(), 1);
+  p.addFileComment("two\nlines");
+  p.setValue("a", "k", "\n");
+  auto e = caught<ZPropertiesInvalidDataException>([&] { p.store(nullptr); });
+  EXPECT_EQ(5, e.badline());
 }
 
 TEST(ZStanzaFilePropertiesTest, FactoryAndIterators) {

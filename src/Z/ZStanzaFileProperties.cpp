@@ -245,7 +245,8 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
       }
       put(stream, fileName, line->text);
       put(stream, fileName, "\n", 1);
-      for (const char* p = line->text.getChars(); p != nullptr; p = std::strchr(p + 1, '\n')) {
+      ++lineNumber;
+      for (const char* p = line->text.getChars(); (p = std::strchr(p, '\n')) != nullptr; ++p) {
         ++lineNumber;
       }
     } else if (line->type == LINE_KEY) {
@@ -281,7 +282,7 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
   }
   if (refused != nullptr) {
     ZPropertiesInvalidDataException(fileName, refused->getChars(), lineNumber)
-        .throwException("src/Z/ZStanzaFileProperties", 284);
+        .throwException("src/Z/ZStanzaFileProperties", 285);
   }
 }
 
@@ -318,7 +319,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& buffer) {
   }
   if (!whole) {
     ZPropertiesInvalidDataException(name.getChars(), "", 0)
-        .throwException("src/Z/ZStanzaFileProperties", 321);
+        .throwException("src/Z/ZStanzaFileProperties", 322);
   }
   for (size_t pos = 0; pos < end;) {
     const char* stanza = data + pos;
@@ -332,7 +333,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& buffer) {
 void ZSCFData::be_write_obfuscated(ZBuffer& buffer) {
   size_t capacity = kPackStart;
   CBlock work(static_cast<char*>(std::malloc(capacity)));
-  if (!work) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 335);
+  if (!work) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 336);
   size_t filled = 0;
   for (unsigned int i = 0; i < obfuscatedItems.size(); ++i) {
     const ZObfuscatedItem* item = static_cast<const ZObfuscatedItem*>(obfuscatedItems.get(i));
@@ -471,7 +472,7 @@ void makeFactory() { ZStanzaFileProperties::init(); }
 // The string as local-code-set text.
 ZLCString localText(const ZObject* member) {
   const ZAbstractString* s = dynamic_cast<const ZAbstractString*>(member);
-  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 474);
+  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 475);
   ZLCString text;
   if (text.getCodesetHandle() == s->getCodesetHandle()) {
     text.setChars(*s);
@@ -534,7 +535,7 @@ void ZStanzaFileProperties::addValue(const char* stanza, const char* key, const 
                                      int obfuscated) {
   if (isBlank(value)) return;
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 537);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 538);
   }
   ZArrayList values(1, 1);
   ZLCString text(value);
@@ -567,7 +568,7 @@ void ZStanzaFileProperties::addValue(const char* stanza, const char* key,
 void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const ZArrayList& values,
                                       int obfuscated) {
   if (isBlank(stanza) || isBlank(key) || values.size() == 0) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 570);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 571);
   }
   ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
   for (unsigned int i = 0; i < values.size(); ++i) {
@@ -582,7 +583,7 @@ void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const
 
 void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& list) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 585);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 586);
   list.clear();
   ZPropResourceLock guard(resourceLock);
   ZStanzaIterator it(*this, stanza);
@@ -595,7 +596,7 @@ void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& lis
 
 void ZStanzaFileProperties::addStanza(const char* stanza) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 598);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 599);
   {
     ZPropResourceLock guard(resourceLock);
     data().addStanzaLine(stanza);
@@ -607,7 +608,7 @@ void ZStanzaFileProperties::addStanza(const char* stanza) {
 
 void ZStanzaFileProperties::deleteStanza(const char* stanza) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 610);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 611);
   {
     ZPropResourceLock guard(resourceLock);
     data().delStanzaLine(stanza);
@@ -619,7 +620,7 @@ void ZStanzaFileProperties::deleteStanza(const char* stanza) {
 
 void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* comment) {
   if (isBlank(stanza) || isBlank(comment)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 622);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 623);
   }
   ZLCString text(comment);
   checkComment(text);
@@ -631,7 +632,7 @@ void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* com
 void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, const char* value,
                                         int obfuscated) {
   if (isBlank(stanza) || isBlank(key) || isBlank(value)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 634);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 635);
   }
   ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
   while (it.hasMore()) it.nextValue();
@@ -640,7 +641,7 @@ void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, con
 
 void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
   if (items == nullptr || count == 0) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 643);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 644);
   }
   ZPropResourceLock guard(resourceLock);
   for (int i = 0; i < count; ++i) {
@@ -675,7 +676,7 @@ void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
             getLongLongValue(item.stanza, item.key, mustExist, item.defaultValue);
         break;
       default:
-        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 678);
+        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 679);
     }
   }
 }
