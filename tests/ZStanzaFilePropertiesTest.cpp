@@ -21,24 +21,24 @@ namespace {
 
 const char kModule[] = "src/Z/ZStanzaFileProperties";
 // Throw sites of the stanza file module.
-const int kWriteFailed = 62;
-const int kReadFailed = 123;
-const int kZeroByte = 160;
-const int kNoBracket = 175;
-const int kStanzaTwice = 181;
-const int kBadEntry = 190;
-const int kRefusedText = 285;
-const int kNotAString = 475;
-const int kAddValue = 538;
-const int kAddValues = 571;
-const int kGetStanza = 586;
-const int kAddStanza = 599;
-const int kDeleteStanza = 611;
-const int kStanzaComment = 623;
-const int kAppendValue = 635;
-const int kNoItems = 644;
-const int kBadItemType = 679;
-const int kBadSideData = 322;
+const int kWriteFailed = 81;
+const int kReadFailed = 142;
+const int kZeroByte = 180;
+const int kNoBracket = 195;
+const int kStanzaTwice = 201;
+const int kBadEntry = 211;
+const int kRefusedText = 314;
+const int kNotAString = 504;
+const int kAddValue = 567;
+const int kAddValues = 600;
+const int kGetStanza = 615;
+const int kAddStanza = 628;
+const int kDeleteStanza = 640;
+const int kStanzaComment = 652;
+const int kAppendValue = 664;
+const int kNoItems = 673;
+const int kBadItemType = 708;
+const int kBadSideData = 351;
 const ZPCache::get_type_e ANY = ZPCache::GET_ANY;
 
 // Reads `text` into the cache through a real stream.

@@ -53,13 +53,32 @@ void appendLine(ZArrayList& lines, unsigned int type, const char* text) {
   line.release();
 }
 
+// A key's value record with its two empty slots, plain values first, then
+// obfuscated ones; key lists store clones of it.
+const ZArrayList& emptyRecord() {
+  static const ZArrayList* record = [] {
+    ZArrayList* r = new ZArrayList(2, 1);
+    ZArrayList slot(1, 1);
+    r->add(&slot);
+    r->add(&slot);
+    return r;
+  }();
+  return *record;
+}
+
+void appendPlain(ZArrayList& slot, const char* value) {
+  std::unique_ptr<ZLCString> copy(new ZLCString(value));
+  slot.addNoCopy(copy.get());
+  copy.release();
+}
+
 inline int errnoOr(int fallback) { return errno != 0 ? errno : fallback; }
 
 // Writes n bytes; a short write throws, naming the configuration file.
 void put(FILE* stream, const char* fileName, const char* text, size_t n) {
   if (n != 0 && std::fwrite(text, 1, n, stream) != n) {
     ZPropertiesIOException(fileName, "fwrite()", errnoOr(EIO))
-        .throwException("src/Z/ZStanzaFileProperties", 62);
+        .throwException("src/Z/ZStanzaFileProperties", 81);
   }
 }
 
@@ -100,7 +119,7 @@ bool isBlank(const char* s) { return s == nullptr || *s == '\0'; }
 // valid and is freed by its owner).
 void growBlock(CBlock& block, size_t capacity) {
   void* grown = std::realloc(block.get(), capacity);
-  if (grown == nullptr) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 103);
+  if (grown == nullptr) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 122);
   block.release();
   block.reset(static_cast<char*>(grown));
 }
@@ -120,7 +139,7 @@ size_t readLine(FILE* stream, const char* fileName, CBlock& buffer, size_t& capa
   }
   if (c == EOF && ferror(stream)) {
     ZPropertiesIOException(fileName, "fgets()", errnoOr(EIO))
-        .throwException("src/Z/ZStanzaFileProperties", 123);
+        .throwException("src/Z/ZStanzaFileProperties", 142);
   }
   buffer.get()[length] = '\0';
   return length;
@@ -144,8 +163,9 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
   const bool keepComments = (attributes & kKeepComments) != 0;
   size_t capacity = kLineStep;
   CBlock buffer(static_cast<char*>(std::malloc(capacity)));
-  if (!buffer) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 147);
-  ZLCString stanza;  // the current stanza; empty before the first header
+  if (!buffer) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 166);
+  ZLCString stanza;          // the current stanza; empty before the first header
+  ZPKVList* keys = nullptr;  // its keys
   int lineNumber = 0;
   StreamLock streamLock(stream);
 
@@ -157,7 +177,7 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
     // A zero byte would silently cut the line short: refuse the file.
     if (std::strlen(line) != length) {
       ZPropertiesInvalidDataException(fileName, line, lineNumber)
-          .throwException("src/Z/ZStanzaFileProperties", 160);
+          .throwException("src/Z/ZStanzaFileProperties", 180);
     }
     while (length > 0 && isSpace(line[length - 1])) --length;
     line[length] = '\0';
@@ -172,31 +192,40 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
       char* close = std::strchr(p + 1, ']');
       if (close == nullptr) {
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
-            .throwException("src/Z/ZStanzaFileProperties", 175);
+            .throwException("src/Z/ZStanzaFileProperties", 195);
       }
       *close = '\0';
       if (contains(p + 1)) {
         *close = ']';
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
-            .throwException("src/Z/ZStanzaFileProperties", 181);
+            .throwException("src/Z/ZStanzaFileProperties", 201);
       }
       stanza = p + 1;
       set(p + 1, nullptr, nullptr);
+      keys = findStanza(p + 1);
       appendLine(lines, LINE_STANZA, p + 1);
     } else {
       char* eq = std::strchr(p, '=');
       if (stanza.isEmpty() || *p == '=' || eq == nullptr) {
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
-            .throwException("src/Z/ZStanzaFileProperties", 190);
+            .throwException("src/Z/ZStanzaFileProperties", 211);
       }
       char* keyEnd = eq;
       while (keyEnd > p && isSpace(keyEnd[-1])) --keyEnd;
       char* value = eq + 1;
       while (isSpace(*value)) ++value;
       *keyEnd = '\0';
-      const int existed = contains(stanza.getChars(), p);
-      add(stanza.getChars(), p, value, 0);
-      if (!existed) appendLine(lines, LINE_KEY, p);
+      // Work on the current stanza's keys directly: looking the stanza up
+      // again for every entry would cost more than all the rest.
+      ZLCConstString keyProbe(p);
+      ZArrayList* record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
+      if (record == nullptr) {
+        ZLCString keyName(p);
+        keys->putEntry(&keyName, &emptyRecord());
+        record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
+        appendLine(lines, LINE_KEY, p);
+      }
+      if (*value != '\0') appendPlain(*static_cast<ZArrayList*>(record->get(0)), value);
       if (stanza.equals(kConfigStanza) && std::strcmp(p, kSideFileKey) == 0) {
         const char* slash = std::strrchr(fileName, '/');
         if (*value == '\0') {
@@ -282,7 +311,7 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
   }
   if (refused != nullptr) {
     ZPropertiesInvalidDataException(fileName, refused->getChars(), lineNumber)
-        .throwException("src/Z/ZStanzaFileProperties", 285);
+        .throwException("src/Z/ZStanzaFileProperties", 314);
   }
 }
 
@@ -319,7 +348,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& buffer) {
   }
   if (!whole) {
     ZPropertiesInvalidDataException(name.getChars(), "", 0)
-        .throwException("src/Z/ZStanzaFileProperties", 322);
+        .throwException("src/Z/ZStanzaFileProperties", 351);
   }
   for (size_t pos = 0; pos < end;) {
     const char* stanza = data + pos;
@@ -333,7 +362,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& buffer) {
 void ZSCFData::be_write_obfuscated(ZBuffer& buffer) {
   size_t capacity = kPackStart;
   CBlock work(static_cast<char*>(std::malloc(capacity)));
-  if (!work) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 336);
+  if (!work) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 365);
   size_t filled = 0;
   for (unsigned int i = 0; i < obfuscatedItems.size(); ++i) {
     const ZObfuscatedItem* item = static_cast<const ZObfuscatedItem*>(obfuscatedItems.get(i));
@@ -472,7 +501,7 @@ void makeFactory() { ZStanzaFileProperties::init(); }
 // The string as local-code-set text.
 ZLCString localText(const ZObject* member) {
   const ZAbstractString* s = dynamic_cast<const ZAbstractString*>(member);
-  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 475);
+  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 504);
   ZLCString text;
   if (text.getCodesetHandle() == s->getCodesetHandle()) {
     text.setChars(*s);
@@ -535,7 +564,7 @@ void ZStanzaFileProperties::addValue(const char* stanza, const char* key, const 
                                      int obfuscated) {
   if (isBlank(value)) return;
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 538);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 567);
   }
   ZArrayList values(1, 1);
   ZLCString text(value);
@@ -568,7 +597,7 @@ void ZStanzaFileProperties::addValue(const char* stanza, const char* key,
 void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const ZArrayList& values,
                                       int obfuscated) {
   if (isBlank(stanza) || isBlank(key) || values.size() == 0) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 571);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 600);
   }
   ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
   for (unsigned int i = 0; i < values.size(); ++i) {
@@ -583,7 +612,7 @@ void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const
 
 void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& list) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 586);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 615);
   list.clear();
   ZPropResourceLock guard(resourceLock);
   ZStanzaIterator it(*this, stanza);
@@ -596,7 +625,7 @@ void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& lis
 
 void ZStanzaFileProperties::addStanza(const char* stanza) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 599);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 628);
   {
     ZPropResourceLock guard(resourceLock);
     data().addStanzaLine(stanza);
@@ -608,7 +637,7 @@ void ZStanzaFileProperties::addStanza(const char* stanza) {
 
 void ZStanzaFileProperties::deleteStanza(const char* stanza) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 611);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 640);
   {
     ZPropResourceLock guard(resourceLock);
     data().delStanzaLine(stanza);
@@ -620,7 +649,7 @@ void ZStanzaFileProperties::deleteStanza(const char* stanza) {
 
 void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* comment) {
   if (isBlank(stanza) || isBlank(comment)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 623);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 652);
   }
   ZLCString text(comment);
   checkComment(text);
@@ -632,7 +661,7 @@ void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* com
 void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, const char* value,
                                         int obfuscated) {
   if (isBlank(stanza) || isBlank(key) || isBlank(value)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 635);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 664);
   }
   ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
   while (it.hasMore()) it.nextValue();
@@ -641,7 +670,7 @@ void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, con
 
 void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
   if (items == nullptr || count == 0) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 644);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 673);
   }
   ZPropResourceLock guard(resourceLock);
   for (int i = 0; i < count; ++i) {
@@ -676,7 +705,7 @@ void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
             getLongLongValue(item.stanza, item.key, mustExist, item.defaultValue);
         break;
       default:
-        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 679);
+        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 708);
     }
   }
 }
