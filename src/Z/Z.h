@@ -56,6 +56,8 @@
 
 
 // Process read-write locks and file maps
+#include "Z/ZProcessLock.h"
+#include "Z/ZFileLock.h"
 
 
 

@@ -179,6 +179,14 @@
 
 
 // Process read-write locks and file maps
+#define ZSequenceUpdate ZSequenceUpdate_7_0_0
+#define ZAbstractProcessReadWriteLock ZAbstractProcessReadWriteLock_7_0_0
+#define ZStubProcessReadWriteLock ZStubProcessReadWriteLock_7_0_0
+#define ZAbstractProcessReadWriteFileLock ZAbstractProcessReadWriteFileLock_7_0_0
+#define ZUnixProcessReadWriteFileLock ZUnixProcessReadWriteFileLock_7_0_0
+#define ZStubProcessReadWriteFileLock ZStubProcessReadWriteFileLock_7_0_0
+#define ZAbstractFileMap ZAbstractFileMap_7_0_0
+#define ZUnixFileMap ZUnixFileMap_7_0_0
 
 
 
