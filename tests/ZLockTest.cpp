@@ -1,10 +1,9 @@
 // zbase tests: ZLock and ZResourceLock.
-#include "Z/ZLock.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 
+#include "Z/ZLock.h"
 #include "ZLockTestSupport.h"
 
 namespace {
@@ -48,9 +47,7 @@ TEST(ZLockTest, ResourceLockHoldsForItsScopeAndNests) {
   std::unique_ptr<BoundedThread> other;
   {
     ZResourceLock outer(l);
-    {
-      ZResourceLock inner(l);
-    }
+    { ZResourceLock inner(l); }
     other.reset(new BoundedThread([&] {
       ZResourceLock g(l);
       acquired = true;

@@ -1,11 +1,10 @@
 // zbase tests: ZReadWriteLock and ZStackReadWriteLock.
-#include "Z/ZReadWriteLock.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <memory>
 
+#include "Z/ZReadWriteLock.h"
 #include "ZLockTestSupport.h"
 
 namespace {

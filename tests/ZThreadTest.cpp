@@ -1,12 +1,11 @@
 // zbase tests: ZThread, ZSleeperThread and ZThreadPool.
-#include "Z/ZThread.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <memory>
 #include <stdexcept>
 
+#include "Z/ZThread.h"
 #include "ZLockTestSupport.h"
 
 namespace {
@@ -207,8 +206,7 @@ TEST(ZThreadTest, SleeperWithASleepTimeWorksOnEveryTimeOut) {
   auto start = std::chrono::steady_clock::now();
   s.start();
   waitUntil([&] { return s.count() >= 2; });
-  double elapsed =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   s.waitForExit();
   // The second time-out falls one whole second after the first.
   EXPECT_GT(elapsed, 0.99);

@@ -7,7 +7,12 @@
 #include <string.h>
 #include <sys/wait.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
@@ -220,6 +225,58 @@ TEST(ZkelutilTest, HexDumpPadsTheLastLineToTheCharacterColumn) {
             dump(16, sixteen, nullptr));
   EXPECT_EQ("\n", dump(0, data, nullptr));
   EXPECT_EQ("\n", dump(5, nullptr, nullptr));
+}
+
+TEST(ZkelutilTest, HexDumpsOfSeveralThreadsDoNotInterleave) {
+  char* text = nullptr;
+  size_t size = 0;
+  FILE* f = open_memstream(&text, &size);
+  const int kThreads = 4;
+  const int kDumps = 300;
+  std::atomic<int> ready{0};
+  std::vector<std::string> expected(kThreads);
+  std::vector<std::future<void>> done;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    unsigned char data[160];
+    memset(data, 'a' + t, sizeof data);
+    std::string title = "dump " + std::to_string(t);
+    expected[t] = dump(sizeof data, data, title.c_str());
+    std::promise<void> p;
+    done.push_back(p.get_future());
+    threads.emplace_back(
+        [f, title, &ready](std::vector<unsigned char> bytes, std::promise<void> pr) {
+          // Start together, so that the dumps really overlap.
+          ++ready;
+          while (ready.load() < kThreads) std::this_thread::yield();
+          for (int i = 0; i < kDumps; ++i) zhex_dump(f, bytes.size(), bytes.data(), title.c_str());
+          pr.set_value();
+        },
+        std::vector<unsigned char>(data, data + sizeof data), std::move(p));
+  }
+  for (auto& d : done) {
+    if (d.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+      ADD_FAILURE() << "dumping threads did not finish";
+      abort();
+    }
+  }
+  for (auto& t : threads) t.join();
+  fclose(f);
+  std::string out(text, size);
+  free(text);
+  // The output is whole dumps one after the other.
+  size_t pos = 0;
+  std::vector<int> counts(kThreads);
+  while (pos < out.size()) {
+    int which = -1;
+    for (int t = 0; t < kThreads; ++t) {
+      if (out.compare(pos, expected[t].size(), expected[t]) == 0) which = t;
+    }
+    ASSERT_NE(-1, which) << "torn dump at " << pos;
+    ++counts[which];
+    pos += expected[which].size();
+  }
+  EXPECT_EQ(std::vector<int>(kThreads, kDumps), counts);
 }
 
 }  // namespace

@@ -18,8 +18,8 @@ constexpr int kMsgCondBroadcast = 27;
 
 void reportRc(const char* file, int line, int number, int rc) {
   ZLCString text(rc);
-  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr,
-                                                   nullptr, nullptr, nullptr, nullptr);
+  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
+                                                   nullptr, nullptr, nullptr);
 }
 
 // The start of the current second plus `seconds`, on the clock that timed

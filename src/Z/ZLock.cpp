@@ -17,8 +17,8 @@ const pthread_t kNoOwner = static_cast<pthread_t>(-1);
 
 void reportRc(const char* file, int line, int number, int rc) {
   ZLCString text(rc);
-  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr,
-                                                   nullptr, nullptr, nullptr, nullptr);
+  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
+                                                   nullptr, nullptr, nullptr);
 }
 
 }  // namespace

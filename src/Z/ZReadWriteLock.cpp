@@ -185,8 +185,7 @@ void ZReadWriteLock::unlock() {
         // A reader leaving beside the protect holder, or while a promotion
         // drains the readers.
         if (readerCount_ < 1) {
-          ZUnlockResourceException(kMsgMutexUnlock, 0)
-              .throwException("src/Z/ZReadWriteLock", 468);
+          ZUnlockResourceException(kMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 468);
         }
         --readerCount_;
       } else {

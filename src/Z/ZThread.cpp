@@ -31,14 +31,14 @@ constexpr int kMsgSetSpecific = 30;
 
 void reportRc(const char* file, int line, int number, int rc) {
   ZLCString text(rc);
-  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr,
-                                                   nullptr, nullptr, nullptr, nullptr);
+  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
+                                                   nullptr, nullptr, nullptr);
 }
 
 void reportUnknown(int line) {
-  ZMessageService::messageService()->outputMessage("src/Z/ZThread", line, kMsgUnknownException,
-                                                   0, nullptr, nullptr, nullptr, nullptr,
-                                                   nullptr, nullptr);
+  ZMessageService::messageService()->outputMessage("src/Z/ZThread", line, kMsgUnknownException, 0,
+                                                   nullptr, nullptr, nullptr, nullptr, nullptr,
+                                                   nullptr);
 }
 
 void reportException(ZException& e) { ZMessageService::messageService()->outputException(e); }
@@ -93,16 +93,14 @@ int ZThread::compare(const ZObject& other) const {
   return mine < theirs ? -1 : 1;
 }
 
-ZObject* ZThread::clone() const {
-  ZNotClonableException().throwException("src/Z/ZThread", 54);
-}
+ZObject* ZThread::clone() const { ZNotClonableException().throwException("src/Z/ZThread", 54); }
 
 void ZThread::start() {
   pthread_attr_t attr;
   int rc = pthread_attr_init(&attr);
   if (rc != 0) ZThreadException(kMsgAttrInit, rc).throwException("src/Z/ZThread", 106);
-  rc = pthread_attr_setdetachstate(
-      &attr, detached_ ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
+  rc = pthread_attr_setdetachstate(&attr,
+                                   detached_ ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
   if (rc != 0) {
     pthread_attr_destroy(&attr);
     ZThreadException(kMsgAttrDetach, rc).throwException("src/Z/ZThread", 118);
@@ -457,4 +455,6 @@ unsigned int ZThreadPool::getIdleCount() const {
 
 unsigned int ZThreadPool::getMaxThreads() const { return maxThreads_; }
 
-unsigned int ZThreadPool::getMaxIdle() const { return __atomic_load_n(&maxIdle_, __ATOMIC_RELAXED); }
+unsigned int ZThreadPool::getMaxIdle() const {
+  return __atomic_load_n(&maxIdle_, __ATOMIC_RELAXED);
+}

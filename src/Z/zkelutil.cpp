@@ -77,7 +77,7 @@ void zonce_init() {
   keldir_ = getenv("QXKELDIR");
   if (keldir_ == nullptr) return;
 
-  char lang[512];
+  char lang[512] = "";  // a failed query leaves the default locale's name
   char canonical[512];
   kel_rc = kel_os_lang_name(lang, sizeof lang);
   kel_rc = kel_canonical_loc(lang, canonical, sizeof canonical);
