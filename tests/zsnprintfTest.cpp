@@ -226,13 +226,13 @@ TEST(zsnprintfTest, DocumentedResultsAndPositionalArguments) {
 
 TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   // Conversions and lengths the engine does not know make the format invalid.
-  for (const char* bad : {"%lf",    "%hf",    "%le",     "%lg",           "%n",
-                          "%F",     "%a",     "%A",      "%jd",           "%zd",
-                          "%td",    "%hhd",   "%hld",    "%lhd",          "%lld%llld",
-                          "%Lld",   "%qhd",   "%Ll",     "%ls",           "%lc",
-                          "%hs",    "%lp",    "%w",      "abc%",          "%5",
-                          "%-",     "%0$d",   "%5*d",    "%*5d",          "%*1$d",
-                          "%.*1$d", "%1$*1d", "%1$.*2d", "%99999999999d", "%.99999999999d"}) {
+  for (const char* bad : {"%lf",   "%hf",    "%le",     "%lg",           "%n",
+                          "%F",    "%a",     "%A",      "%jd",           "%zd",
+                          "%td",   "%hhd",   "%hld",    "%lhd",          "%lld%llld",
+                          "%Lld",  "%qhd",   "%Ll",     "%hls",          "%w",
+                          "abc%",  "%5",     "%-",      "%0$d",          "%5*d",
+                          "%*5d",  "%*1$d",  "%.*1$d",  "%1$*1d",        "%1$.*2d",
+                          "%99999999999d",   "%.99999999999d"}) {
     SCOPED_TRACE(bad);
     char buf[16] = "untouched";
     EXPECT_EQ(-1, zsnprintf(buf, sizeof buf, bad, 1, 2));
@@ -245,6 +245,8 @@ TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   EXPECT_EQ("<-1>", zfmt("%1$f %1$Lf", 1.0));
   EXPECT_EQ("<-1>", zfmt("%1000000$d", 1));
 
+  // A length on c, C, s, S or p changes nothing: "%ls" is "%s", not a wide string.
+  EXPECT_EQ("[x][y][0x10][  z]", zfmt("[%ls][%hc][%lp][%3Ls]", "x", 'y', reinterpret_cast<void*>(0x10), "z"));
   // "L", "ll" and "q" select long double and long long.
   EXPECT_EQ("1.500000 2.50e+00 3", zfmt("%Lf %.2qe %llg", 1.5L, 2.5L, 3.0L));
   EXPECT_EQ("-9223372036854775808 18446744073709551615 -5",
@@ -286,6 +288,7 @@ TEST(zsnprintfTest, WideCharactersGoThroughTheCodeSet) {
       "b  |",
       render("%-9S|", 64, text));
   EXPECT_EQ("6:[\xe2\x82\xac ]", render("[%-4C]", 64, 0x20ac));
+  EXPECT_EQ("4:a\xe2\x82\xac", render("%.5lS", 64, text));  // a length changes nothing
   EXPECT_EQ("2:[]", render("[%S]", 64, static_cast<const unsigned short*>(nullptr)));
   // Out of room inside a character: the cut is made before it.
   EXPECT_EQ("7:a", render("%S", 3, text));
