@@ -51,6 +51,10 @@ TEST(ZStringIteratorTest, StepsWholeCharacters) {
   } else {
     EXPECT_EQ((Chars{"x", "\xc3", "\xa9"}), chars(lcIt));
   }
+  // Past the end the output is empty and the iterator stays at the end.
+  EXPECT_EQ(0u, lcIt.getNext()->getLength());
+  EXPECT_EQ(0u, lcIt.getNext()->getLength());
+  EXPECT_FALSE(lcIt.hasMore());
   ZLCConstString empty;
   ZStringIterator emptyIt(empty, lcOut);
   EXPECT_FALSE(emptyIt.hasMore());
@@ -106,4 +110,12 @@ TEST(ZStringIteratorTest, ReplaceAllAndReplaceOtherWorkOnWholeCharacters) {
   ZLCString all("abc");
   all.replaceOther(nullptr, "-");
   EXPECT_STREQ("---", all.getChars());
+
+  // The set may be the string's own text: it is read as it was on entry.
+  ZUTF8String self("ab");
+  self.replaceAll(self.getChars(), "xy");
+  EXPECT_STREQ("xyxy", self.getChars());
+  ZLCString own("ab,c");
+  own.replaceOther(own.getChars() + 2, "##");
+  EXPECT_STREQ("####,c", own.getChars());
 }
