@@ -188,7 +188,6 @@ TEST_F(ZStanzaToolTest, ErrorsGiveOneLineAndTheirExitCode) {
       {{"frobnicate", "app.conf"},
        2,
        "zstanza: unknown command 'frobnicate'\nTry 'zstanza --help'.\n"},
-      {{"list", "--int", "app.conf"}, 2, "zstanza: --int goes with get\nTry 'zstanza --help'.\n"},
       {{"get", "app.conf", "", "k"},
        2,
        "zstanza: file, stanza and key names cannot be empty\nTry 'zstanza --help'.\n"},

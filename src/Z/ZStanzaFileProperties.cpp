@@ -480,12 +480,19 @@ void ZPropertiesKVList::addItem(const ZAbstractString& key, const ZAbstractStrin
 
 unsigned int ZPropertiesKVList::getItemCount() const { return entries.size(); }
 
+const ZKVEntry& ZPropertiesKVList::entryAt(unsigned int index) const {
+  const ZKVEntry* entry = static_cast<const ZKVEntry*>(entries.get(index));
+  if (entry == nullptr)
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 486);
+  return *entry;
+}
+
 ZAbstractMutableString* ZPropertiesKVList::getItemKey(unsigned int index) const {
-  return static_cast<ZKVEntry*>(entries.get(index))->key;
+  return entryAt(index).key;
 }
 
 ZAbstractMutableString* ZPropertiesKVList::getItemValue(unsigned int index) const {
-  return static_cast<ZKVEntry*>(entries.get(index))->value;
+  return entryAt(index).value;
 }
 
 // ---------------------------------------------------------------------------
@@ -501,7 +508,7 @@ void makeFactory() { ZStanzaFileProperties::init(); }
 // The string as local-code-set text.
 ZLCString localText(const ZObject* member) {
   const ZAbstractString* s = dynamic_cast<const ZAbstractString*>(member);
-  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 504);
+  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 511);
   ZLCString text;
   if (text.getCodesetHandle() == s->getCodesetHandle()) {
     text.setChars(*s);
@@ -564,7 +571,7 @@ void ZStanzaFileProperties::addValue(const char* stanza, const char* key, const 
                                      int obfuscated) {
   if (isBlank(value)) return;
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 567);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 574);
   }
   ZArrayList values(1, 1);
   ZLCString text(value);
@@ -597,7 +604,7 @@ void ZStanzaFileProperties::addValue(const char* stanza, const char* key,
 void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const ZArrayList& values,
                                       int obfuscated) {
   if (isBlank(stanza) || isBlank(key) || values.size() == 0) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 600);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 607);
   }
   ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
   for (unsigned int i = 0; i < values.size(); ++i) {
@@ -612,7 +619,7 @@ void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const
 
 void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& list) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 615);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 622);
   list.clear();
   ZPropResourceLock guard(resourceLock);
   ZStanzaIterator it(*this, stanza);
@@ -625,7 +632,7 @@ void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& lis
 
 void ZStanzaFileProperties::addStanza(const char* stanza) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 628);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 635);
   {
     ZPropResourceLock guard(resourceLock);
     data().addStanzaLine(stanza);
@@ -637,7 +644,7 @@ void ZStanzaFileProperties::addStanza(const char* stanza) {
 
 void ZStanzaFileProperties::deleteStanza(const char* stanza) {
   if (isBlank(stanza))
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 640);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 647);
   {
     ZPropResourceLock guard(resourceLock);
     data().delStanzaLine(stanza);
@@ -649,7 +656,7 @@ void ZStanzaFileProperties::deleteStanza(const char* stanza) {
 
 void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* comment) {
   if (isBlank(stanza) || isBlank(comment)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 652);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 659);
   }
   ZLCString text(comment);
   checkComment(text);
@@ -661,7 +668,7 @@ void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* com
 void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, const char* value,
                                         int obfuscated) {
   if (isBlank(stanza) || isBlank(key) || isBlank(value)) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 664);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 671);
   }
   ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
   while (it.hasMore()) it.nextValue();
@@ -670,7 +677,7 @@ void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, con
 
 void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
   if (items == nullptr || count == 0) {
-    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 673);
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 680);
   }
   ZPropResourceLock guard(resourceLock);
   for (int i = 0; i < count; ++i) {
@@ -705,7 +712,7 @@ void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
             getLongLongValue(item.stanza, item.key, mustExist, item.defaultValue);
         break;
       default:
-        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 708);
+        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 715);
     }
   }
 }

@@ -108,12 +108,14 @@ class ZPropertiesKVList : public ZObject {
   void addItem(const ZAbstractString& key, const ZAbstractString& value);
   unsigned int getItemCount() const;
   // The strings of entry `index`; an index out of range throws
-  // ZInvalidParameterException (from the list).
+  // ZInvalidParameterException.
   ZAbstractMutableString* getItemKey(unsigned int index) const;
   ZAbstractMutableString* getItemValue(unsigned int index) const;
   ZPropertyStringType getStringType() const { return stringType; }
 
  private:
+  const ZKVEntry& entryAt(unsigned int index) const;
+
   ZPropertyStringType stringType;
   ZArrayList entries;
 };
