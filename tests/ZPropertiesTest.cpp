@@ -238,6 +238,9 @@ TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
   EXPECT_EQ(0u, p.numValues("s", "k"));
   p.setValue("s", "k", ZUTF8String("now hidden"), 1);
   EXPECT_EQ(1, p.isObfuscated("s", "k"));
+  EXPECT_THROW(p.setValue("s", "k", ZLCConstString("plain"), 0), ZInvalidParameterException);
+  p.setValue("s", "k", ZUTF8ConstString("utf8 const"), 1);
+  EXPECT_EQ("utf8 const", values(p, "s", "k"));
   EXPECT_THROW(p.isObfuscated("s", "absent"), ZInvalidParameterException);
 
   p.setBooleanValue("s", "b", 1);
@@ -715,15 +718,28 @@ TEST_F(ZPropertiesTest, ValueIteratorsEditInPlace) {
   // the first one empties the whole key.
   p.setValue("s", "pw", "p1", 1);
   p.getCache()->add("s", "pw", "p2", 1);
+  p.getCache()->add("s", "pw", "p3", 1);
   EXPECT_THROW(ZAbstractPropertyValuesIterator(p, "s", "pw", ZPROP_STRING_LOCAL, 1),
                ZInvalidParameterException);
   EXPECT_THROW(ZAbstractPropertyValuesIterator(p, "s", "k", ZPROP_STRING_LOCAL, 3),
                ZInvalidParameterException);
   {
     ZAbstractPropertyValuesIterator it(p, "s", "pw", ZPROP_STRING_LOCAL, 2);
+    const char* text = nullptr;
+    it.nextValue();
+    it.nextValue();
+    it.removeValue();  // not the first: only this value goes
+    EXPECT_STREQ("p3", it.nextValue(text));
+    EXPECT_STREQ("p3", text);
+    EXPECT_EQ(2u, it.valueCount());
+  }
+  EXPECT_EQ("p1,p3", values(p, "s", "pw"));
+  {
+    ZAbstractPropertyValuesIterator it(p, "s", "pw", ZPROP_STRING_LOCAL, 2);
     it.nextValue();
     it.removeValue();
     EXPECT_EQ(0u, it.valueCount());
+    EXPECT_FALSE(it.hasMore());
   }
   EXPECT_EQ(1, p.exists("s", "pw"));
   EXPECT_EQ(0u, p.numValues("s", "pw"));
