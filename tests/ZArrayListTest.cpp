@@ -1,5 +1,5 @@
 // zbase tests: ZArrayList, its iterators, sorting, shuffling and ZArrayStack.
-#include "Z/ZArrayList.h"
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <ctime>
@@ -7,8 +7,7 @@
 #include <random>
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "Z/ZArrayList.h"
 #include "ZCollectionTestObjects.h"
 #include "ZLockTestSupport.h"
 
