@@ -136,15 +136,12 @@ ZBooleanCondition::ZBooleanCondition() : ZCondition(), condition_(0) {}
 
 ZBooleanCondition::ZBooleanCondition(ZLock& l) : ZCondition(l), condition_(0) {}
 
-int ZBooleanCondition::wait() {
-  timespec forever = {0, 0};
-  int timedOut = 0;
-  return wait(forever, timedOut);
-}
+// Both build their deadline as ZCondition does; its versions end in the
+// virtual wait(deadline, timedOut), which is the flag loop below.
+int ZBooleanCondition::wait() { return ZCondition::wait(); }
 
 int ZBooleanCondition::wait(long seconds, int& timedOut) {
-  timespec deadline = deadlineIn(seconds);
-  return wait(deadline, timedOut);
+  return ZCondition::wait(seconds, timedOut);
 }
 
 int ZBooleanCondition::wait(timespec& deadline, int& timedOut) {
