@@ -1,7 +1,6 @@
 // Strings: short texts stay in the built-in buffer; long appends grow by a
 // fifth. Compared with std::string doing the same work.
 #include <benchmark/benchmark.h>
-
 #include <limits.h>
 #include <unistd.h>
 

@@ -77,8 +77,7 @@ void strings() {
   std::printf("as UTF-8:          \"%s\"\n", utf8.getChars());
   ZUTF8String accented("Caf\xC3\xA9 cr\xC3\xA8me");
   accented.lower();
-  std::printf("UTF-8 text:        \"%s\" (%u bytes)\n", accented.getChars(),
-              accented.getLength());
+  std::printf("UTF-8 text:        \"%s\" (%u bytes)\n", accented.getChars(), accented.getLength());
   ZLCString local(accented);
   std::printf("in the local set:  \"%s\"%s\n", local.getChars(),
               local.isEmpty() ? " (not representable: the conversion failed)" : "");
@@ -97,8 +96,8 @@ void list() {
     words.add(&w);  // the list stores its own clone
   }
   ZLCString fig("fig"), kiwi("kiwi");
-  std::printf("size %u, indexOf(fig) %u, contains(kiwi) %s\n", words.size(),
-              words.indexOf(&fig), words.contains(&kiwi) ? "yes" : "no");
+  std::printf("size %u, indexOf(fig) %u, contains(kiwi) %s\n", words.size(), words.indexOf(&fig),
+              words.contains(&kiwi) ? "yes" : "no");
   for (unsigned int i = 0; i < words.size(); ++i) {
     std::printf("  [%u] %s\n", i, static_cast<ZLCString*>(words.get(i))->getChars());
   }
@@ -114,8 +113,8 @@ void exception() {
     e.dumpException();
     std::fputc('\n', stderr);
     std::fflush(stderr);
-    std::printf("caught %s (error %lu) thrown at %s line %d\n", e.getName(),
-                e.getErrorNumber(), e.who(), e.where());
+    std::printf("caught %s (error %lu) thrown at %s line %d\n", e.getName(), e.getErrorNumber(),
+                e.who(), e.where());
   }
 }
 

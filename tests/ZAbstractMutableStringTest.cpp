@@ -1,6 +1,4 @@
 // Tests of the string core: growth, editing, stripping, searching, hashing.
-#include "Z/ZAbstractMutableString.h"
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "Z/ZAbstractMutableString.h"
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8String.h"
@@ -253,7 +252,7 @@ TEST(ZAbstractMutableStringTest, ReadLineSplitsAtEveryLineEnd) {
   std::istringstream in2("  x\n");
   in2.unsetf(std::ios_base::skipws);
   line.readLine(in2, 1);
-  EXPECT_STREQ("  x", line.getChars());  // leading blanks are kept
+  EXPECT_STREQ("  x", line.getChars());              // leading blanks are kept
   EXPECT_TRUE(in2.flags() & std::ios_base::skipws);  // and the flag stays set
 }
 

@@ -1,6 +1,4 @@
 // Tests of the exception family: numbers, names, locations, print arguments.
-#include "Z/ZException.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdarg>
@@ -10,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "Z/ZException.h"
 #include "Z/ZMessage.h"
 
 namespace {
@@ -180,9 +179,10 @@ TEST_F(ZExceptionTest, NumericAndBooleanValueExceptionsAreThrownAsTheirBase) {
     EXPECT_STREQ("port", e.key());
     EXPECT_STREQ("80x", e.value());
     EXPECT_EQ(300, e.where());
-    EXPECT_EQ("The configuration file h.cfg has an invalid numeric value 80x for key port in "
-              "stanza stanza.",
-              printed(e));
+    EXPECT_EQ(
+        "The configuration file h.cfg has an invalid numeric value 80x for key port in "
+        "stanza stanza.",
+        printed(e));
   }
   try {
     ZPropertiesInvalidBoolValueException("h.cfg", "s", "k", "yes!")
@@ -226,9 +226,10 @@ TEST_F(ZExceptionTest, CodesetExceptionRecordsTheKelDirectoryAtConstruction) {
   ASSERT_EQ(0, unsetenv("QXKELDIR"));
   ZCodesetException unset("EBCDIC-YY");
   if (saved != nullptr) setenv("QXKELDIR", keep.c_str(), 1);
-  EXPECT_EQ("Codeset handle create failed for codeset \"EBCDIC-XX\".  QXKELDIR is "
-            "\"/opt/kel/tables\"",
-            printed(set));
+  EXPECT_EQ(
+      "Codeset handle create failed for codeset \"EBCDIC-XX\".  QXKELDIR is "
+      "\"/opt/kel/tables\"",
+      printed(set));
   EXPECT_EQ("Codeset handle create failed for codeset \"EBCDIC-YY\".  QXKELDIR is \"\"",
             printed(unset));
 }

@@ -1,14 +1,12 @@
 // Tests of the local-code-set string classes and conversion between kinds.
-#include "Z/ZLCString.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-
 #include <memory>
 #include <string>
 
 #include "Z/ZException.h"
+#include "Z/ZLCString.h"
 #include "Z/ZUTF8String.h"
 
 namespace {
@@ -141,7 +139,9 @@ TEST(ZLCStringTest, TextOutsideTheLocalCodesetDoesNotConvert) {
   ZLCString broken(ZUTF8String("ab\xC3"));
   EXPECT_STREQ("", broken.getChars());
   // getCharCount is the byte count of the leading well-formed run.
-  EXPECT_EQ(3u, ZUTF8String("a\xC3\xA9\xFF" "b").getCharCount());
+  EXPECT_EQ(3u, ZUTF8String("a\xC3\xA9\xFF"
+                            "b")
+                    .getCharCount());
 }
 
 }  // namespace

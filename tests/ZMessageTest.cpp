@@ -1,6 +1,4 @@
 // Tests of the message service: installation and the default output formats.
-#include "Z/ZMessage.h"
-
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
@@ -14,6 +12,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
+#include "Z/ZMessage.h"
 #include "Z/ZUTF8String.h"
 
 namespace {
@@ -136,12 +135,13 @@ TEST(ZMessageTest, TemplateWithArgumentsAndEmbeddedLineBreak) {
   ZPropertiesInvalidDataException e("/etc/x.cfg", "=oops", 12);
   e.addLocation("src/Z/ZStanzaFileProperties", 512);
   e.dumpException();
-  EXPECT_EQ("Exception: ZPropertiesInvalidDataException\n File: \"src/Z/ZStanzaFileProperties\" "
-            "512\n Error: 44\n" +
-                threadLine() +
-                "NUM_MSGS = 55\nThe configuration file \"/etc/x.cfg\" contains invalid data at "
-                "line 12.\nData: \"=oops\"",
-            cap.finish());
+  EXPECT_EQ(
+      "Exception: ZPropertiesInvalidDataException\n File: \"src/Z/ZStanzaFileProperties\" "
+      "512\n Error: 44\n" +
+          threadLine() +
+          "NUM_MSGS = 55\nThe configuration file \"/etc/x.cfg\" contains invalid data at "
+          "line 12.\nData: \"=oops\"",
+      cap.finish());
 }
 
 TEST(ZMessageTest, MessagesWithAdditionalInformation) {
@@ -163,11 +163,10 @@ TEST(ZMessageTest, MessagesWithAdditionalInformation) {
     // The default service does not show UTF-8 texts: count empty lines.
     ZUTF8String u1("eins"), u2("zwei");
     StderrCapture cap;
-    s->outputMessageUTF8("src/Z/ZThread", 7, 20, 2, &u1, &u2, nullptr, nullptr, nullptr,
-                         nullptr);
-    EXPECT_EQ("Error: 20\n File: \"src/Z/ZThread\" 7\n" + threadLine() +
-                  "Additional Information:\n\n\n",
-              cap.finish());
+    s->outputMessageUTF8("src/Z/ZThread", 7, 20, 2, &u1, &u2, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(
+        "Error: 20\n File: \"src/Z/ZThread\" 7\n" + threadLine() + "Additional Information:\n\n\n",
+        cap.finish());
   }
 }
 
@@ -175,9 +174,10 @@ TEST(ZMessageTest, TableTextsKeptCharacterForCharacter) {
   EXPECT_STREQ("", ZDefaultMsgs[0]);
   EXPECT_STREQ("", ZDefaultMsgs[23]);
   EXPECT_STREQ("Unexpected error from gethostnamebyname().  rc = %s.", ZDefaultMsgs[26]);
-  EXPECT_STREQ("Access failed for configuration file %s.  The access function was %s and return "
-               "code was %d",
-               ZDefaultMsgs[43]);
+  EXPECT_STREQ(
+      "Access failed for configuration file %s.  The access function was %s and return "
+      "code was %d",
+      ZDefaultMsgs[43]);
   EXPECT_STREQ("Unexpected end of file encounted while reading %s.", ZDefaultMsgs[53]);
   for (int i = 1; i < NUM_MSGS; ++i) {
     std::string t = ZDefaultMsgs[i];
@@ -207,8 +207,8 @@ TEST(ZMessageTest, ConcurrentFirstUseMakesOneDefaultService) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
       threads.emplace_back([&seen, i] {
-        seen[i] = i % 2 ? ZMessageService::messageService()
-                        : ZMessageService::defaultMessageService();
+        seen[i] =
+            i % 2 ? ZMessageService::messageService() : ZMessageService::defaultMessageService();
       });
     }
     for (std::thread& t : threads) t.join();

@@ -1,12 +1,11 @@
 // Tests of the root object: identity semantics and allocation failure.
-#include "Z/ZObject.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <memory>
 
 #include "Z/ZException.h"
+#include "Z/ZObject.h"
 
 // Let the sanitizers' allocators answer an impossible request with null, as
 // the system allocator does, instead of stopping the program.

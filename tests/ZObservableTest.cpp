@@ -1,6 +1,4 @@
 // Tests of the observer mechanism.
-#include "Z/ZObservable.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,6 +6,8 @@
 #include <memory>
 #include <thread>
 #include <vector>
+
+#include "Z/ZObservable.h"
 
 namespace {
 

@@ -1,10 +1,9 @@
 // Tests of the UTF-8 string classes.
-#include "Z/ZUTF8String.h"
-
 #include <gtest/gtest.h>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
+#include "Z/ZUTF8String.h"
 
 namespace {
 

@@ -56,6 +56,8 @@
 
 
 // Process read-write locks and file maps
+#include "Z/ZProcessLock.h"
+#include "Z/ZFileLock.h"
 
 
 
@@ -72,6 +74,7 @@
 
 
 // Properties objects, stanza files and their C interface
+#include "Z/ZProperties.h"
 #include "Z/ZStanzaFileProperties.h"
 
 

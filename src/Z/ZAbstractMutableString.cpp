@@ -12,8 +12,8 @@
 
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
-#include "Z/zsnprintf.h"
 #include "Z/zkelutil.h"
+#include "Z/zsnprintf.h"
 
 namespace {
 
@@ -417,7 +417,8 @@ std::istream& ZAbstractMutableString::readLine(std::istream& in, int skipWhite) 
   return in;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::replaceAllOf(ZStringIterator& it, const char* with) {
+ZAbstractMutableString& ZAbstractMutableString::replaceAllOf(ZStringIterator& it,
+                                                             const char* with) {
   while (it.hasMore()) {
     const ZAbstractMutableString* element = it.getNext();
     replace(element->getChars(), with);

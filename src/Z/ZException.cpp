@@ -100,7 +100,9 @@ void ZInvalidParameterException::throwException(const char* file, int line) {
 ZAbstractNotImplementedException::ZAbstractNotImplementedException(const char* what)
     : ZZException(kZMsgNotImplemented, "ZAbstractNotImplementedException"), what_(what) {}
 ZAbstractNotImplementedException::~ZAbstractNotImplementedException() {}
-ZObject* ZAbstractNotImplementedException::clone() const { return new ZAbstractNotImplementedException(*this); }
+ZObject* ZAbstractNotImplementedException::clone() const {
+  return new ZAbstractNotImplementedException(*this);
+}
 void ZAbstractNotImplementedException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZAbstractNotImplementedException(*this);
@@ -116,8 +118,7 @@ void ZNoKELEnvironmentException::throwException(const char* file, int line) {
   throw ZNoKELEnvironmentException(*this);
 }
 
-ZKELMBLenException::ZKELMBLenException()
-    : ZZException(kZMsgKELMBLen, "ZKELMBLenException") {}
+ZKELMBLenException::ZKELMBLenException() : ZZException(kZMsgKELMBLen, "ZKELMBLenException") {}
 ZKELMBLenException::~ZKELMBLenException() {}
 ZObject* ZKELMBLenException::clone() const { return new ZKELMBLenException(*this); }
 void ZKELMBLenException::throwException(const char* file, int line) {
@@ -126,7 +127,9 @@ void ZKELMBLenException::throwException(const char* file, int line) {
 }
 
 ZCodesetException::ZCodesetException(const char* codeset)
-    : ZZException(kZMsgCodeset, "ZCodesetException"), directory_(std::getenv("QXKELDIR")), codeset_(codeset) {}
+    : ZZException(kZMsgCodeset, "ZCodesetException"),
+      directory_(std::getenv("QXKELDIR")),
+      codeset_(codeset) {}
 ZCodesetException::~ZCodesetException() {}
 ZObject* ZCodesetException::clone() const { return new ZCodesetException(*this); }
 void ZCodesetException::throwException(const char* file, int line) {
@@ -267,7 +270,9 @@ void ZCloseResourceException::print() { printinternal(this, rc(), file_.getChars
 ZInvalidResourceStateException::ZInvalidResourceStateException(const char* state)
     : ZResourceException(kZMsgInvalidLockState, -1), state_(state) {}
 ZInvalidResourceStateException::~ZInvalidResourceStateException() {}
-ZObject* ZInvalidResourceStateException::clone() const { return new ZInvalidResourceStateException(*this); }
+ZObject* ZInvalidResourceStateException::clone() const {
+  return new ZInvalidResourceStateException(*this);
+}
 void ZInvalidResourceStateException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZInvalidResourceStateException(*this);
@@ -277,7 +282,9 @@ void ZInvalidResourceStateException::print() { printinternal(this, state_.getCha
 ZJavaPropertyParseException::ZJavaPropertyParseException(const char* file)
     : ZZException(kZMsgJavaPropertyParse, "ZJavaPropertyParseException"), file_(file) {}
 ZJavaPropertyParseException::~ZJavaPropertyParseException() {}
-ZObject* ZJavaPropertyParseException::clone() const { return new ZJavaPropertyParseException(*this); }
+ZObject* ZJavaPropertyParseException::clone() const {
+  return new ZJavaPropertyParseException(*this);
+}
 void ZJavaPropertyParseException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZJavaPropertyParseException(*this);
@@ -309,33 +316,56 @@ void ZPropertiesIOException::throwException(const char* file, int line) {
 }
 void ZPropertiesIOException::print() { printinternal(this, file(), api_.getChars(), rc_); }
 
-ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(const char* file, const char* data, int line)
-    : ZPropertiesException(kZMsgPropInvalidData, "ZPropertiesInvalidDataException", file), data_(data), line_(line) {}
+ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(const char* file, const char* data,
+                                                                 int line)
+    : ZPropertiesException(kZMsgPropInvalidData, "ZPropertiesInvalidDataException", file),
+      data_(data),
+      line_(line) {}
 ZPropertiesInvalidDataException::~ZPropertiesInvalidDataException() {}
-ZObject* ZPropertiesInvalidDataException::clone() const { return new ZPropertiesInvalidDataException(*this); }
+ZObject* ZPropertiesInvalidDataException::clone() const {
+  return new ZPropertiesInvalidDataException(*this);
+}
 void ZPropertiesInvalidDataException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZPropertiesInvalidDataException(*this);
 }
-void ZPropertiesInvalidDataException::print() { printinternal(this, file(), line_, data_.getChars()); }
+void ZPropertiesInvalidDataException::print() {
+  printinternal(this, file(), line_, data_.getChars());
+}
 
-ZPropertiesInvalidValueException::ZPropertiesInvalidValueException(const char* file, const char* stanza, const char* key, const char* value)
-    : ZPropertiesException(kZMsgPropInvalidValue, "ZPropertiesInvalidValueException", file), stanza_(stanza), key_(key), value_(value) {}
+ZPropertiesInvalidValueException::ZPropertiesInvalidValueException(const char* file,
+                                                                   const char* stanza,
+                                                                   const char* key,
+                                                                   const char* value)
+    : ZPropertiesException(kZMsgPropInvalidValue, "ZPropertiesInvalidValueException", file),
+      stanza_(stanza),
+      key_(key),
+      value_(value) {}
 ZPropertiesInvalidValueException::~ZPropertiesInvalidValueException() {}
-ZObject* ZPropertiesInvalidValueException::clone() const { return new ZPropertiesInvalidValueException(*this); }
+ZObject* ZPropertiesInvalidValueException::clone() const {
+  return new ZPropertiesInvalidValueException(*this);
+}
 void ZPropertiesInvalidValueException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZPropertiesInvalidValueException(*this);
 }
-void ZPropertiesInvalidValueException::print() { printinternal(this, file(), value_.getChars(), key_.getChars(), stanza_.getChars()); }
+void ZPropertiesInvalidValueException::print() {
+  printinternal(this, file(), value_.getChars(), key_.getChars(), stanza_.getChars());
+}
 
-ZPropertiesInvalidNumValueException::ZPropertiesInvalidNumValueException(const char* file, const char* stanza, const char* key, const char* value)
+ZPropertiesInvalidNumValueException::ZPropertiesInvalidNumValueException(const char* file,
+                                                                         const char* stanza,
+                                                                         const char* key,
+                                                                         const char* value)
     : ZPropertiesInvalidValueException(file, stanza, key, value) {
   setErrorNumber(kZMsgPropInvalidNumValue);
 }
 ZPropertiesInvalidNumValueException::~ZPropertiesInvalidNumValueException() {}
 
-ZPropertiesInvalidBoolValueException::ZPropertiesInvalidBoolValueException(const char* file, const char* stanza, const char* key, const char* value)
+ZPropertiesInvalidBoolValueException::ZPropertiesInvalidBoolValueException(const char* file,
+                                                                           const char* stanza,
+                                                                           const char* key,
+                                                                           const char* value)
     : ZPropertiesInvalidValueException(file, stanza, key, value) {
   setErrorNumber(kZMsgPropInvalidBoolValue);
 }
@@ -344,43 +374,66 @@ ZPropertiesInvalidBoolValueException::~ZPropertiesInvalidBoolValueException() {}
 ZPropertiesIteratorException::ZPropertiesIteratorException(const char* file)
     : ZPropertiesException(kZMsgPropIterator, "ZPropertiesIteratorException", file) {}
 ZPropertiesIteratorException::~ZPropertiesIteratorException() {}
-ZObject* ZPropertiesIteratorException::clone() const { return new ZPropertiesIteratorException(*this); }
+ZObject* ZPropertiesIteratorException::clone() const {
+  return new ZPropertiesIteratorException(*this);
+}
 void ZPropertiesIteratorException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZPropertiesIteratorException(*this);
 }
 
-ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(const char* file, const char* stanza, const char* key)
-    : ZPropertiesException(kZMsgPropMissing, "ZPropertiesMissingPropertyException", file), stanza_(stanza), key_(key) {}
+ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(const char* file,
+                                                                         const char* stanza,
+                                                                         const char* key)
+    : ZPropertiesException(kZMsgPropMissing, "ZPropertiesMissingPropertyException", file),
+      stanza_(stanza),
+      key_(key) {}
 ZPropertiesMissingPropertyException::~ZPropertiesMissingPropertyException() {}
-ZObject* ZPropertiesMissingPropertyException::clone() const { return new ZPropertiesMissingPropertyException(*this); }
+ZObject* ZPropertiesMissingPropertyException::clone() const {
+  return new ZPropertiesMissingPropertyException(*this);
+}
 void ZPropertiesMissingPropertyException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZPropertiesMissingPropertyException(*this);
 }
-void ZPropertiesMissingPropertyException::print() { printinternal(this, file(), key_.getChars(), stanza_.getChars()); }
+void ZPropertiesMissingPropertyException::print() {
+  printinternal(this, file(), key_.getChars(), stanza_.getChars());
+}
 
-ZSharedLibraryException::ZSharedLibraryException(int number, const char* name, const char* library, const char* text, int rc)
+ZSharedLibraryException::ZSharedLibraryException(int number, const char* name, const char* library,
+                                                 const char* text, int rc)
     : ZZException(number, name), rc_(rc), library_(library), text_(text) {}
 ZSharedLibraryException::~ZSharedLibraryException() {}
 void ZSharedLibraryException::print() { printinternal(this, rc_, text_.getChars()); }
 
-ZSharedLibraryLoadException::ZSharedLibraryLoadException(const char* library, const char* text, int rc)
-    : ZSharedLibraryException(kZMsgSharedLibraryLoad, "ZSharedLibraryLoadException", library, text, rc) {}
+ZSharedLibraryLoadException::ZSharedLibraryLoadException(const char* library, const char* text,
+                                                         int rc)
+    : ZSharedLibraryException(kZMsgSharedLibraryLoad, "ZSharedLibraryLoadException", library, text,
+                              rc) {}
 ZSharedLibraryLoadException::~ZSharedLibraryLoadException() {}
-ZObject* ZSharedLibraryLoadException::clone() const { return new ZSharedLibraryLoadException(*this); }
+ZObject* ZSharedLibraryLoadException::clone() const {
+  return new ZSharedLibraryLoadException(*this);
+}
 void ZSharedLibraryLoadException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZSharedLibraryLoadException(*this);
 }
 void ZSharedLibraryLoadException::print() { printinternal(this, library(), rc(), text()); }
 
-ZSharedLibraryResolveException::ZSharedLibraryResolveException(const char* library, const char* symbol, const char* text, int rc)
-    : ZSharedLibraryException(kZMsgSharedLibraryResolve, "ZSharedLibraryResolveException", library, text, rc), symbol_(symbol) {}
+ZSharedLibraryResolveException::ZSharedLibraryResolveException(const char* library,
+                                                               const char* symbol, const char* text,
+                                                               int rc)
+    : ZSharedLibraryException(kZMsgSharedLibraryResolve, "ZSharedLibraryResolveException", library,
+                              text, rc),
+      symbol_(symbol) {}
 ZSharedLibraryResolveException::~ZSharedLibraryResolveException() {}
-ZObject* ZSharedLibraryResolveException::clone() const { return new ZSharedLibraryResolveException(*this); }
+ZObject* ZSharedLibraryResolveException::clone() const {
+  return new ZSharedLibraryResolveException(*this);
+}
 void ZSharedLibraryResolveException::throwException(const char* file, int line) {
   addLocation(file, line);
   throw ZSharedLibraryResolveException(*this);
 }
-void ZSharedLibraryResolveException::print() { printinternal(this, library(), symbol_.getChars(), rc(), text()); }
+void ZSharedLibraryResolveException::print() {
+  printinternal(this, library(), symbol_.getChars(), rc(), text());
+}

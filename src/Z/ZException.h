@@ -377,7 +377,8 @@ class ZPropertiesInvalidDataException : public ZPropertiesException {
 
 class ZPropertiesInvalidValueException : public ZPropertiesException {
  public:
-  ZPropertiesInvalidValueException(const char* file, const char* stanza, const char* key, const char* value);
+  ZPropertiesInvalidValueException(const char* file, const char* stanza, const char* key,
+                                   const char* value);
   ~ZPropertiesInvalidValueException() override;
   ZObject* clone() const override;
   [[noreturn]] void throwException(const char* file, int line) override;
@@ -394,13 +395,15 @@ class ZPropertiesInvalidValueException : public ZPropertiesException {
 
 class ZPropertiesInvalidNumValueException : public ZPropertiesInvalidValueException {
  public:
-  ZPropertiesInvalidNumValueException(const char* file, const char* stanza, const char* key, const char* value);
+  ZPropertiesInvalidNumValueException(const char* file, const char* stanza, const char* key,
+                                      const char* value);
   ~ZPropertiesInvalidNumValueException() override;
 };
 
 class ZPropertiesInvalidBoolValueException : public ZPropertiesInvalidValueException {
  public:
-  ZPropertiesInvalidBoolValueException(const char* file, const char* stanza, const char* key, const char* value);
+  ZPropertiesInvalidBoolValueException(const char* file, const char* stanza, const char* key,
+                                       const char* value);
   ~ZPropertiesInvalidBoolValueException() override;
 };
 
@@ -429,7 +432,8 @@ class ZPropertiesMissingPropertyException : public ZPropertiesException {
 
 class ZSharedLibraryException : public ZZException {
  public:
-  ZSharedLibraryException(int number, const char* name, const char* library, const char* text, int rc);
+  ZSharedLibraryException(int number, const char* name, const char* library, const char* text,
+                          int rc);
   ~ZSharedLibraryException() override;
   void print() override;
   int rc() const { return rc_; }

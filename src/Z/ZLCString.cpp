@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "Z/ZUTF8String.h"
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
+#include "Z/ZUTF8String.h"
 #include "Z/zkelutil.h"
 
 ZLCString::ZLCString() {}
@@ -17,7 +17,8 @@ ZLCString::ZLCString(unsigned int n) : ZAbstractMutableString(n) {}
 ZLCString::ZLCString(long n) : ZAbstractMutableString(n) {}
 ZLCString::ZLCString(unsigned long n) : ZAbstractMutableString(n) {}
 ZLCString::ZLCString(const ZLCString& other) : ZAbstractMutableString(other) {}
-ZLCString::ZLCString(const ZLCConstString& other) : ZAbstractMutableString(other.getChars(), other.getLength()) {}
+ZLCString::ZLCString(const ZLCConstString& other)
+    : ZAbstractMutableString(other.getChars(), other.getLength()) {}
 ZLCString::ZLCString(const ZUTF8String& other) { convertFromCodeSet(other); }
 ZLCString::ZLCString(const ZUTF8ConstString& other) { convertFromCodeSet(other); }
 ZLCString::~ZLCString() {}
@@ -126,14 +127,28 @@ ZLCString& ZLCString::replaceOther(const char* set, const char* with) {
 }
 
 int ZLCString::compare(const ZLCString& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZLCString::compare(const ZLCConstString& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZLCString::compareignorecase(const ZLCString& s) const { return compareignorecase(s.getChars()); }
-int ZLCString::compareignorecase(const ZLCConstString& s) const { return compareignorecase(s.getChars()); }
+int ZLCString::compare(const ZLCConstString& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZLCString::compareignorecase(const ZLCString& s) const {
+  return compareignorecase(s.getChars());
+}
+int ZLCString::compareignorecase(const ZLCConstString& s) const {
+  return compareignorecase(s.getChars());
+}
 
-int ZLCString::operator==(const ZLCString& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZLCString::operator!=(const ZLCString& s) const { return !equals(static_cast<const ZObject&>(s)); }
-int ZLCString::operator==(const ZLCConstString& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZLCString::operator!=(const ZLCConstString& s) const { return !equals(static_cast<const ZObject&>(s)); }
+int ZLCString::operator==(const ZLCString& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZLCString::operator!=(const ZLCString& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
+int ZLCString::operator==(const ZLCConstString& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZLCString::operator!=(const ZLCConstString& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
 
 ZLCString ZLCString::subString(unsigned int start) const {
   unsigned int n = getLength();
@@ -171,12 +186,28 @@ ZObject* ZLCConstString::clone() const { return new ZLCConstString(*this); }
 
 ZCodesetHandle ZLCConstString::getCodesetHandle() const { return lcs_handle_; }
 
-int ZLCConstString::compare(const ZLCString& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZLCConstString::compare(const ZLCConstString& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZLCConstString::compareignorecase(const ZLCString& s) const { return compareignorecase(s.getChars()); }
-int ZLCConstString::compareignorecase(const ZLCConstString& s) const { return compareignorecase(s.getChars()); }
+int ZLCConstString::compare(const ZLCString& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZLCConstString::compare(const ZLCConstString& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZLCConstString::compareignorecase(const ZLCString& s) const {
+  return compareignorecase(s.getChars());
+}
+int ZLCConstString::compareignorecase(const ZLCConstString& s) const {
+  return compareignorecase(s.getChars());
+}
 
-int ZLCConstString::operator==(const ZLCString& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZLCConstString::operator!=(const ZLCString& s) const { return !equals(static_cast<const ZObject&>(s)); }
-int ZLCConstString::operator==(const ZLCConstString& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZLCConstString::operator!=(const ZLCConstString& s) const { return !equals(static_cast<const ZObject&>(s)); }
+int ZLCConstString::operator==(const ZLCString& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZLCConstString::operator!=(const ZLCString& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
+int ZLCConstString::operator==(const ZLCConstString& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZLCConstString::operator!=(const ZLCConstString& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}

@@ -162,8 +162,8 @@ void ZDefaultMessageService::outputException(ZException& e) const { e.print(); }
 
 void ZDefaultMessageService::outputException(const ZZException* e, va_list args) const {
   const char* who = e->who();
-  std::fprintf(stderr, defaultExcFormat, e->getName(), who != nullptr ? who : "(null)",
-               e->where(), static_cast<int>(e->getErrorNumber()));
+  std::fprintf(stderr, defaultExcFormat, e->getName(), who != nullptr ? who : "(null)", e->where(),
+               static_cast<int>(e->getErrorNumber()));
   writeThreadLine();
   std::fprintf(stderr, nummsgFormat, NUM_MSGS);
   unsigned long n = e->getErrorNumber();

@@ -90,10 +90,9 @@ extern const char* const noMsgText;
 // do it before starting threads. An installed service is not owned.
 class ZMessageService {
  public:
-  virtual void outputMessage(const char* file, int line, int number, int count,
-                             const ZLCString* s1, const ZLCString* s2, const ZLCString* s3,
-                             const ZLCString* s4, const ZLCString* s5,
-                             const ZLCString* s6) const = 0;
+  virtual void outputMessage(const char* file, int line, int number, int count, const ZLCString* s1,
+                             const ZLCString* s2, const ZLCString* s3, const ZLCString* s4,
+                             const ZLCString* s5, const ZLCString* s6) const = 0;
   virtual void outputMessageUTF8(const char* file, int line, int number, int count,
                                  const ZUTF8String* s1, const ZUTF8String* s2,
                                  const ZUTF8String* s3, const ZUTF8String* s4,
@@ -131,10 +130,9 @@ class ZDefaultMessageService : public ZObject, public ZMessageService {
                      const ZLCString* s5, const ZLCString* s6) const override;
   // The UTF-8 texts are not shown: the additional-information block holds
   // count empty lines. This is the default service's defined behaviour.
-  void outputMessageUTF8(const char* file, int line, int number, int count,
-                         const ZUTF8String* s1, const ZUTF8String* s2, const ZUTF8String* s3,
-                         const ZUTF8String* s4, const ZUTF8String* s5,
-                         const ZUTF8String* s6) const override;
+  void outputMessageUTF8(const char* file, int line, int number, int count, const ZUTF8String* s1,
+                         const ZUTF8String* s2, const ZUTF8String* s3, const ZUTF8String* s4,
+                         const ZUTF8String* s5, const ZUTF8String* s6) const override;
   // Asks the exception to print itself, which comes back through
   // routeZZException.
   void outputException(ZException& e) const override;

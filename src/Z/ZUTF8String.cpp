@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "Z/ZLCString.h"
 #include "Z/ZException.h"
+#include "Z/ZLCString.h"
 #include "Z/ZStringIterator.h"
 #include "Z/zkelutil.h"
 
@@ -17,7 +17,8 @@ ZUTF8String::ZUTF8String(unsigned int n) : ZAbstractMutableString(n) {}
 ZUTF8String::ZUTF8String(long n) : ZAbstractMutableString(n) {}
 ZUTF8String::ZUTF8String(unsigned long n) : ZAbstractMutableString(n) {}
 ZUTF8String::ZUTF8String(const ZUTF8String& other) : ZAbstractMutableString(other) {}
-ZUTF8String::ZUTF8String(const ZUTF8ConstString& other) : ZAbstractMutableString(other.getChars(), other.getLength()) {}
+ZUTF8String::ZUTF8String(const ZUTF8ConstString& other)
+    : ZAbstractMutableString(other.getChars(), other.getLength()) {}
 ZUTF8String::ZUTF8String(const ZLCString& other) { convertFromCodeSet(other); }
 ZUTF8String::ZUTF8String(const ZLCConstString& other) { convertFromCodeSet(other); }
 ZUTF8String::~ZUTF8String() {}
@@ -125,15 +126,31 @@ ZUTF8String& ZUTF8String::replaceOther(const char* set, const char* with) {
   return *this;
 }
 
-int ZUTF8String::compare(const ZUTF8String& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZUTF8String::compare(const ZUTF8ConstString& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZUTF8String::compareignorecase(const ZUTF8String& s) const { return compareignorecase(s.getChars()); }
-int ZUTF8String::compareignorecase(const ZUTF8ConstString& s) const { return compareignorecase(s.getChars()); }
+int ZUTF8String::compare(const ZUTF8String& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZUTF8String::compare(const ZUTF8ConstString& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZUTF8String::compareignorecase(const ZUTF8String& s) const {
+  return compareignorecase(s.getChars());
+}
+int ZUTF8String::compareignorecase(const ZUTF8ConstString& s) const {
+  return compareignorecase(s.getChars());
+}
 
-int ZUTF8String::operator==(const ZUTF8String& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZUTF8String::operator!=(const ZUTF8String& s) const { return !equals(static_cast<const ZObject&>(s)); }
-int ZUTF8String::operator==(const ZUTF8ConstString& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZUTF8String::operator!=(const ZUTF8ConstString& s) const { return !equals(static_cast<const ZObject&>(s)); }
+int ZUTF8String::operator==(const ZUTF8String& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZUTF8String::operator!=(const ZUTF8String& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
+int ZUTF8String::operator==(const ZUTF8ConstString& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZUTF8String::operator!=(const ZUTF8ConstString& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
 
 ZUTF8String ZUTF8String::subString(unsigned int start) const {
   unsigned int n = getLength();
@@ -151,7 +168,8 @@ ZUTF8String ZUTF8String::subString(unsigned int start, unsigned int count) const
 ZUTF8ConstString::ZUTF8ConstString() {}
 ZUTF8ConstString::ZUTF8ConstString(const char* s) : ZAbstractConstString(s) {}
 ZUTF8ConstString::ZUTF8ConstString(const ZUTF8ConstString& other) : ZAbstractConstString(other) {}
-ZUTF8ConstString::ZUTF8ConstString(const ZUTF8String& other) : ZAbstractConstString(other.getChars()) {}
+ZUTF8ConstString::ZUTF8ConstString(const ZUTF8String& other)
+    : ZAbstractConstString(other.getChars()) {}
 ZUTF8ConstString::~ZUTF8ConstString() {}
 
 ZUTF8ConstString& ZUTF8ConstString::operator=(const char* s) {
@@ -171,15 +189,31 @@ ZObject* ZUTF8ConstString::clone() const { return new ZUTF8ConstString(*this); }
 
 ZCodesetHandle ZUTF8ConstString::getCodesetHandle() const { return utf8_handle_; }
 
-int ZUTF8ConstString::compare(const ZUTF8String& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZUTF8ConstString::compare(const ZUTF8ConstString& s) const { return ZAbstractString::compare(s.getChars()); }
-int ZUTF8ConstString::compareignorecase(const ZUTF8String& s) const { return compareignorecase(s.getChars()); }
-int ZUTF8ConstString::compareignorecase(const ZUTF8ConstString& s) const { return compareignorecase(s.getChars()); }
+int ZUTF8ConstString::compare(const ZUTF8String& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZUTF8ConstString::compare(const ZUTF8ConstString& s) const {
+  return ZAbstractString::compare(s.getChars());
+}
+int ZUTF8ConstString::compareignorecase(const ZUTF8String& s) const {
+  return compareignorecase(s.getChars());
+}
+int ZUTF8ConstString::compareignorecase(const ZUTF8ConstString& s) const {
+  return compareignorecase(s.getChars());
+}
 
-int ZUTF8ConstString::operator==(const ZUTF8String& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZUTF8ConstString::operator!=(const ZUTF8String& s) const { return !equals(static_cast<const ZObject&>(s)); }
-int ZUTF8ConstString::operator==(const ZUTF8ConstString& s) const { return equals(static_cast<const ZObject&>(s)); }
-int ZUTF8ConstString::operator!=(const ZUTF8ConstString& s) const { return !equals(static_cast<const ZObject&>(s)); }
+int ZUTF8ConstString::operator==(const ZUTF8String& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZUTF8ConstString::operator!=(const ZUTF8String& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
+int ZUTF8ConstString::operator==(const ZUTF8ConstString& s) const {
+  return equals(static_cast<const ZObject&>(s));
+}
+int ZUTF8ConstString::operator!=(const ZUTF8ConstString& s) const {
+  return !equals(static_cast<const ZObject&>(s));
+}
 
 ZUTF8String& ZUTF8String::replace(char from, char to) {
   if (static_cast<unsigned char>(from) & 0x80) {

@@ -179,6 +179,14 @@
 
 
 // Process read-write locks and file maps
+#define ZSequenceUpdate ZSequenceUpdate_7_0_0
+#define ZAbstractProcessReadWriteLock ZAbstractProcessReadWriteLock_7_0_0
+#define ZStubProcessReadWriteLock ZStubProcessReadWriteLock_7_0_0
+#define ZAbstractProcessReadWriteFileLock ZAbstractProcessReadWriteFileLock_7_0_0
+#define ZUnixProcessReadWriteFileLock ZUnixProcessReadWriteFileLock_7_0_0
+#define ZStubProcessReadWriteFileLock ZStubProcessReadWriteFileLock_7_0_0
+#define ZAbstractFileMap ZAbstractFileMap_7_0_0
+#define ZUnixFileMap ZUnixFileMap_7_0_0
 
 
 
@@ -212,6 +220,20 @@
 
 
 // Properties objects, stanza files and their C interface
+#define ZPropertyStringType ZPropertyStringType_7_0_0
+#define ZPropertyChanged ZPropertyChanged_7_0_0
+#define ZPropertiesInterface ZPropertiesInterface_7_0_0
+#define ZPropertiesMutableInterface ZPropertiesMutableInterface_7_0_0
+#define ZPropertiesFactoryInterface ZPropertiesFactoryInterface_7_0_0
+#define ZAbstractProperties ZAbstractProperties_7_0_0
+#define ZProperties ZProperties_7_0_0
+#define ZAbstractPropertiesFactory ZAbstractPropertiesFactory_7_0_0
+#define checkFileAccess checkFileAccess_7_0_0
+#define checkAndSetTimeStamp checkAndSetTimeStamp_7_0_0
+#define ZAbstractPropertiesIterator ZAbstractPropertiesIterator_7_0_0
+#define ZPropertiesIterator ZPropertiesIterator_7_0_0
+#define ZPropertyValuesIteratorInterface ZPropertyValuesIteratorInterface_7_0_0
+#define ZAbstractPropertyValuesIterator ZAbstractPropertyValuesIterator_7_0_0
 #define ZSCFData ZSCFData_7_0_0
 
 

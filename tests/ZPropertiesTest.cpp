@@ -1,0 +1,781 @@
+// zbase: tests of the properties object, its values, notices, registry and iterators.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Z/ZBuffer.h"
+#include "Z/ZException.h"
+#include "Z/ZProperties.h"
+
+namespace {
+
+// Throw sites of src/Z/ZProperties that the tests pin.
+const int kLineLoadOpen = 304;
+const int kLineReloadNoName = 351;
+const int kLineBlankArgument = 668;
+const int kLineMissing = 599;
+const int kLineIntValue = 679;
+const int kLineBoolValue = 718;
+const int kLineMustExistWithDefault = 710;
+const int kLineCheckAccess = 770;
+const int kLineIteratorPastEnd = 963;
+const int kLineEntryValueBeforeStep = 989;
+
+std::string trim(const std::string& s) {
+  size_t b = s.find_first_not_of(" \t");
+  if (b == std::string::npos) return "";
+  return s.substr(b, s.find_last_not_of(" \t") - b + 1);
+}
+
+// A small stanza-like file format: "[s]", "k = v", "#..." and blank lines;
+// side data as NUL-separated (stanza, key, value) triples.
+class TestCache : public ZPCategoryBasedCache {
+ public:
+  TestCache() {}
+  TestCache(const TestCache& other) : ZPCategoryBasedCache(other) {}
+  ZPCache* clone() const override { return new TestCache(*this); }
+
+  void be_read(const char* file, FILE* f) override {
+    char buf[8192];
+    std::string stanza;
+    int number = 0;
+    while (std::fgets(buf, sizeof buf, f) != nullptr) {
+      ++number;
+      std::string t = trim(std::string(buf).substr(0, std::strcspn(buf, "\n")));
+      if (t.empty()) {
+        lines.addNoCopy(new ZPropLine(LINE_BLANK, ""));
+      } else if (t[0] == '#') {
+        lines.addNoCopy(new ZPropLine(LINE_COMMENT, t.c_str()));
+      } else if (t[0] == '[') {
+        stanza = t.substr(1, t.find(']') - 1);
+        createAndGet(categories, stanza.c_str(), nullptr);
+        lines.addNoCopy(new ZPropLine(LINE_STANZA, stanza.c_str()));
+      } else if (t.find('=') == std::string::npos) {
+        ZPropertiesInvalidDataException(file, t.c_str(), number).throwException("test", number);
+      } else {
+        std::string k = trim(t.substr(0, t.find('='))), v = trim(t.substr(t.find('=') + 1));
+        int had = contains(stanza.c_str(), k.c_str());
+        add(stanza.c_str(), k.c_str(), v.c_str(), 0);
+        if (!had) lines.addNoCopy(new ZPropLine(LINE_KEY, k.c_str()));
+        if (stanza == "configuration-database" && k == "file") name = v.c_str();
+      }
+    }
+  }
+
+  void be_write(const char*, FILE* f) override {
+    std::string stanza;
+    int skip = 0;
+    for (unsigned int i = 0; i < lines.size(); ++i) {
+      ZPropLine* l = static_cast<ZPropLine*>(lines.get(i));
+      if (failWrite && i == lines.size() / 2) ZOutOfMemoryException().throwException("test", 1);
+      if (l->type == LINE_STANZA) {
+        stanza = l->text.getChars();
+        skip = !contains(stanza.c_str());
+        if (!skip) std::fprintf(f, "[%s]\n", stanza.c_str());
+      } else if (skip) {
+      } else if (l->type != LINE_KEY) {
+        std::fprintf(f, "%s\n", l->text.getChars());
+      } else if (contains(stanza.c_str(), l->text.getChars())) {
+        ZArrayList* v = get(stanza.c_str(), l->text.getChars(), GET_PLAIN);
+        for (unsigned int j = 0; j < v->size(); ++j) {
+          std::fprintf(f, "%s = %s\n", l->text.getChars(),
+                       static_cast<ZLCString*>(v->get(j))->getChars());
+        }
+        if (v->size() == 0 && !isObfuscated(stanza.c_str(), l->text.getChars())) {
+          std::fprintf(f, "%s =\n", l->text.getChars());
+        }
+      }
+    }
+  }
+
+  void be_read_obfuscated(ZBuffer& in) override {
+    const char* p = static_cast<const char*>(in.getBuffer());
+    const char* end = p + in.getLength();
+    while (p < end) {
+      const char* s = p;
+      const char* k = s + std::strlen(s) + 1;
+      const char* v = k + std::strlen(k) + 1;
+      add(s, k, v, 1);
+      p = v + std::strlen(v) + 1;
+    }
+  }
+
+  void be_write_obfuscated(ZBuffer& out) override {
+    std::string records;
+    for (unsigned int i = 0; i < obfuscatedItems.size(); ++i) {
+      ZObfuscatedItem* item = static_cast<ZObfuscatedItem*>(obfuscatedItems.get(i));
+      ZArrayList* v = get(item->stanza.getChars(), item->key.getChars(), GET_OBFUSCATED);
+      for (unsigned int j = 0; v != nullptr && j < v->size(); ++j) {
+        records += std::string(item->stanza.getChars()) + '\0' + item->key.getChars() + '\0' +
+                   static_cast<ZLCString*>(v->get(j))->getChars() + '\0';
+      }
+    }
+    if (!records.empty()) out.setBuffer(records.size(), &records[0]);
+  }
+
+  int failWrite = 0;
+};
+
+class TestProperties : public ZProperties {
+ public:
+  TestProperties() : ZProperties(new TestCache) {}
+  explicit TestProperties(const char* file) : ZProperties(new TestCache) { load(file); }
+  TestCache& testCache() { return *static_cast<TestCache*>(cache); }
+};
+
+class TestFactory : public ZAbstractPropertiesFactory {
+ public:
+  ZProperties* makePropertiesInstance() override {
+    ++made;
+    return new TestProperties;
+  }
+  int made = 0;
+};
+
+struct Notice {
+  std::string stanza, key;
+  int type;
+};
+
+class Recorder : public ZObserverInterface {
+ public:
+  void update(ZObservableInterface*, const ZObservedParm& parm) override {
+    const ZPropertyChanged& c = static_cast<const ZPropertyChanged&>(parm);
+    notices.push_back({c.getStanza(), c.getKey() != nullptr ? c.getKey() : "", c.getType()});
+  }
+  std::vector<Notice> notices;
+};
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string values(ZProperties& p, const char* stanza, const char* key) {
+  ZArrayList list(5, 1);
+  p.getValues(stanza, key, list, ZPROP_STRING_LOCAL);
+  std::string out;
+  for (unsigned int i = 0; i < list.size(); ++i) {
+    out += (i ? "," : "") + std::string(static_cast<ZLCString*>(list.get(i))->getChars());
+  }
+  return out;
+}
+
+#define EXPECT_THROW_AT(statement, type, line)  \
+  try {                                         \
+    statement;                                  \
+    ADD_FAILURE() << "no exception";            \
+  } catch (type & e) {                          \
+    EXPECT_STREQ("src/Z/ZProperties", e.who()); \
+    EXPECT_EQ(line, e.where());                 \
+  }
+
+class ZPropertiesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/zpropsXXXXXX";
+    ASSERT_NE(nullptr, ::mkdtemp(tmpl));
+    dir_ = tmpl;
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+  std::string path(const char* name) const { return dir_ + "/" + name; }
+
+  std::string dir_;
+};
+
+TEST_F(ZPropertiesTest, TypedGettersParseTheLastValueByTheirOwnRules) {
+  std::string file = path("t.conf");
+  writeFile(file,
+            "[n]\nmulti = 1\nmulti = 2\nhex = 0x1F\noct = 010\nbad = 12abc\nempty =\n"
+            "neg = -5\nbig = 4294967297\nll = -9223372036854775808\nllpad = 42  \n"
+            "[b]\nt = TRUE\nn = No\ntwo = 2\ny = y\n");
+  TestProperties p(file.c_str());
+  EXPECT_EQ(2u, p.getIntegerValue("n", "multi", 0, 0));
+  EXPECT_EQ(31u, p.getIntegerValue("n", "hex", 0, 0));
+  EXPECT_EQ(8u, p.getIntegerValue("n", "oct", 0, 0));
+  EXPECT_EQ(10, p.getLongLongValue("n", "oct", 0, 0));  // decimal only
+  // "empty =" leaves a key without values; an empty value is made through
+  // an iterator.
+  EXPECT_EQ(7u, p.getIntegerValue("n", "empty", 0, 7));
+  {
+    ZAbstractPropertyValuesIterator it(p, "n", "oct", ZPROP_STRING_LOCAL, 0);
+    it.nextValue();
+    it.addValue("x");
+    it.changeValue("");
+  }
+  EXPECT_EQ(0u, p.getIntegerValue("n", "oct", 0, 7));  // empty text is 0, not the default
+  EXPECT_EQ(7u, p.getIntegerValue("n", "absent", 0, 7));
+  EXPECT_EQ(0xFFFFFFFBu, p.getIntegerValue("n", "neg", 0, 0));
+  EXPECT_EQ(1u, p.getIntegerValue("n", "big", 0, 0));  // low 32 bits
+  EXPECT_EQ(-9223372036854775807LL - 1, p.getLongLongValue("n", "ll", 0, 0));
+  EXPECT_EQ(-5, p.getLongLongValue("n", "neg", 0, 0));
+  EXPECT_EQ(2, p.getLongLongValue("n", "multi", 1, 0));
+  EXPECT_EQ(1, p.getBooleanValue("b", "t", 0, 0));
+  EXPECT_EQ(0, p.getBooleanValue("b", "n", 0, 1));
+  EXPECT_EQ(1, p.getBooleanValue("b", "y", 0, 0));
+  EXPECT_EQ(0, p.getBooleanValue("n", "oct", 0, 1));
+  try {
+    p.getIntegerValue("n", "bad", 0, 0);
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesInvalidValueException& e) {
+    EXPECT_EQ(40u, e.getErrorNumber());
+    EXPECT_STREQ("12abc", e.value());
+    EXPECT_STREQ("bad", e.key());
+    EXPECT_STREQ("n", e.category());
+    EXPECT_STREQ(file.c_str(), e.file());
+    EXPECT_EQ(kLineIntValue, e.where());
+  }
+  // An empty text is a number for the 32-bit getter only.
+  try {
+    p.getLongLongValue("n", "oct", 0, 0);
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesInvalidValueException& e) {
+    EXPECT_EQ(40u, e.getErrorNumber());
+  }
+  EXPECT_THROW(p.getLongLongValue("n", "bad", 0, 0), ZPropertiesInvalidValueException);
+  try {
+    p.getBooleanValue("b", "two", 0, 0);
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesInvalidValueException& e) {
+    EXPECT_EQ(41u, e.getErrorNumber());
+    EXPECT_STREQ("2", e.value());
+    EXPECT_EQ(kLineBoolValue, e.where());
+  }
+  // A must-exist value may not have a default, even when it exists.
+  EXPECT_THROW_AT(p.getBooleanValue("b", "t", 1, 1), ZInvalidParameterException,
+                  kLineMustExistWithDefault);
+  ZLCString text;
+  EXPECT_THROW(p.getValue("b", "t", text, 1, "d"), ZInvalidParameterException);
+  try {
+    p.getIntegerValue("n", "absent", 1, 0);
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesMissingPropertyException& e) {
+    EXPECT_EQ(28u, e.getErrorNumber());
+    EXPECT_STREQ("absent", e.key());
+    EXPECT_STREQ("n", e.category());
+    EXPECT_EQ(kLineMissing, e.where());
+  }
+  // A key without values counts as missing when it must exist.
+  EXPECT_THROW(p.getBooleanValue("n", "empty", 1, 0), ZPropertiesMissingPropertyException);
+  EXPECT_THROW_AT(p.getIntegerValue("", "k", 0, 0), ZInvalidParameterException, kLineBlankArgument);
+  EXPECT_THROW(p.getIntegerValue("n", nullptr, 0, 0), ZInvalidParameterException);
+}
+
+TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
+  TestProperties p;
+  p.setValue("s", "k", "v1");
+  p.getCache()->add("s", "k", "v2", 0);
+  ZLCString out("old text");
+  p.getValue("s", "k", out, 0, "dflt");
+  EXPECT_STREQ("v2", out.getChars());
+  p.getValue("s", "none", out, 0, "dflt");
+  EXPECT_STREQ("dflt", out.getChars());
+  p.getValue("s", "none", out, 0, nullptr);
+  EXPECT_STREQ("", out.getChars());
+  ZUTF8String utf;
+  p.getValue("s", "k", utf, 0, nullptr);
+  EXPECT_STREQ("v2", utf.getChars());
+
+  ZArrayList list(5, 1);
+  list.addNoCopy(new ZLCString("stale"));
+  int obfuscated = 7;
+  p.getValues("s", "k", list, obfuscated, ZPROP_STRING_UTF8);
+  ASSERT_EQ(2u, list.size());
+  EXPECT_EQ(0, obfuscated);
+  EXPECT_NE(nullptr, dynamic_cast<ZUTF8String*>(list.get(1)));
+  EXPECT_STREQ("v2", static_cast<ZUTF8String*>(list.get(1))->getChars());
+  ZArrayList borrowed(5, 0);
+  EXPECT_THROW(p.getValues("s", "k", borrowed, ZPROP_STRING_LOCAL), ZInvalidParameterException);
+  EXPECT_THROW(p.getValues("s", "k", list, static_cast<ZPropertyStringType>(3)),
+               ZInvalidParameterException);
+
+  // A key keeps its kind while it holds values; an empty value passes and
+  // empties the key.
+  p.setValue("s", "secret", "pw", 1);
+  EXPECT_EQ(1, p.isObfuscated("s", "secret"));
+  EXPECT_EQ(0, p.isObfuscated("s", "k"));
+  p.getValues("s", "secret", list, obfuscated, ZPROP_STRING_LOCAL);
+  EXPECT_EQ(1, obfuscated);
+  EXPECT_THROW_AT(p.setValue("s", "k", "x", 1), ZInvalidParameterException, kLineCheckAccess);
+  EXPECT_THROW(p.setValue("s", "secret", "x"), ZInvalidParameterException);
+  EXPECT_THROW(p.setBooleanValue("s", "secret", 1), ZInvalidParameterException);
+  EXPECT_EQ("pw", values(p, "s", "secret"));  // refused sets changed nothing
+  p.setValue("s", "k", "", 1);
+  EXPECT_EQ(1, p.exists("s", "k"));
+  EXPECT_EQ(0u, p.numValues("s", "k"));
+  p.setValue("s", "k", ZUTF8String("now hidden"), 1);
+  EXPECT_EQ(1, p.isObfuscated("s", "k"));
+  EXPECT_THROW(p.isObfuscated("s", "absent"), ZInvalidParameterException);
+
+  p.setBooleanValue("s", "b", 1);
+  p.setIntegerValue("s", "i", 4294967295u);
+  p.setLongLongValue("s", "l", -9223372036854775807LL - 1);
+  EXPECT_EQ("yes", values(p, "s", "b"));
+  p.setBooleanValue("s", "b", 0);
+  EXPECT_EQ("no", values(p, "s", "b"));
+  EXPECT_EQ("4294967295", values(p, "s", "i"));
+  EXPECT_EQ("-9223372036854775808", values(p, "s", "l"));
+  EXPECT_EQ(1u, p.count());
+  EXPECT_EQ(5u, p.count("s"));
+  ZArrayList names(5, 1);
+  p.keyNames("s", names);
+  ASSERT_EQ(5u, names.size());
+  EXPECT_STREQ("k", static_cast<ZLCString*>(names.get(0))->getChars());
+  EXPECT_STREQ("l", static_cast<ZLCString*>(names.get(4))->getChars());
+  // The full-key forms take the whole text as the stanza name.
+  EXPECT_EQ(0u, p.numValues("s.k"));
+  EXPECT_THROW(p.numValues("nodot"), ZInvalidParameterException);
+}
+
+TEST_F(ZPropertiesTest, ObserversHearChangesAfterTheLockIsReleasedButNotWhileLoading) {
+  std::string file = path("n.conf");
+  writeFile(file, "[a]\nk = 1\n");
+  TestProperties p(file.c_str());
+  Recorder r;
+  p.addObserver(&r);
+  p.setValue("a", "k", "2");
+  p.setIntegerValue("a", "i", 3);
+  p.deleteKey("a", "k");
+  p.addFileComment("no notice");
+  p.addEntryComment("a", "i", "nor here");
+  ASSERT_EQ(3u, r.notices.size());
+  EXPECT_EQ("a", r.notices[0].stanza);
+  EXPECT_EQ("k", r.notices[0].key);
+  EXPECT_EQ(ZPropertyChanged::PROPERTY_CHANGED, r.notices[1].type);
+  EXPECT_EQ(ZPropertyChanged::PROPERTY_DELETED, r.notices[2].type);
+
+  // Another thread can use the object from inside the notice.
+  class CallsBack : public ZObserverInterface {
+   public:
+    explicit CallsBack(ZProperties& p) : p_(p) {}
+    void update(ZObservableInterface*, const ZObservedParm&) override {
+      auto other = std::async(std::launch::async, [this] { return p_.numValues("a", "i"); });
+      answered = other.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+      if (!answered) std::_Exit(3);  // the lock is still held: a deadlock
+    }
+    ZProperties& p_;
+    bool answered = false;
+  } callsBack(p);
+  p.addObserver(&callsBack);
+  p.setValue("a", "i", "4");
+  EXPECT_TRUE(callsBack.answered);
+  p.deleteObserver(&callsBack);
+
+  // A failed parse leaves notices off until a load succeeds (kept so).
+  r.notices.clear();
+  std::string bad = path("bad.conf");
+  writeFile(bad, "[a]\nok = 1\nno equals sign\n");
+  try {
+    p.load(bad.c_str());
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesInvalidDataException& e) {
+    EXPECT_EQ(3, e.badline());
+  }
+  EXPECT_EQ(1, p.exists("a", "ok"));  // what was read stays
+  p.setValue("a", "k", "5");
+  EXPECT_TRUE(r.notices.empty());
+  p.reload(file.c_str());
+  p.setValue("a", "k", "6");
+  EXPECT_EQ(1u, r.notices.size());
+}
+
+TEST_F(ZPropertiesTest, LoadAndStoreRewriteTheFileInPlace) {
+  std::string file = path("c.conf");
+  TestProperties missing;
+  try {
+    missing.load(file.c_str());
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesIOException& e) {
+    EXPECT_EQ(43u, e.getErrorNumber());
+    EXPECT_STREQ("fopen(r)", e.api());
+    EXPECT_EQ(ENOENT, e.excerrno());
+    EXPECT_STREQ(file.c_str(), e.file());
+    EXPECT_EQ(kLineLoadOpen, e.where());
+  }
+  EXPECT_THROW_AT(TestProperties().reload(nullptr), ZInvalidParameterException, kLineReloadNoName);
+  EXPECT_THROW(TestProperties().store(""), ZInvalidParameterException);
+
+  // A missing file is created; the name is recorded for later stores.
+  TestProperties p;
+  p.setValue("a", "k", "v");
+  p.store(file.c_str());
+  EXPECT_EQ("\n[a]\nk = v\n", readFile(file));
+  EXPECT_EQ(0, p.isModified());
+
+  // A longer file is cut to the new length, on the same inode.
+  writeFile(file, "# head\n[a]\nk = v\nlong = " + std::string(500, 'x') + "\n");
+  struct stat before;
+  ASSERT_EQ(0, ::stat(file.c_str(), &before));
+  TestProperties q(file.c_str());
+  q.deleteKey("a", "long");
+  q.setValue("a", "k", ZLCString("w"), 0);
+  EXPECT_EQ(1, q.isModified());
+  q.store(nullptr);
+  EXPECT_EQ("# head\n[a]\nk = w\n", readFile(file));
+  struct stat after;
+  ASSERT_EQ(0, ::stat(file.c_str(), &after));
+  EXPECT_EQ(before.st_ino, after.st_ino);
+
+  // A writer that fails leaves the file as it was.
+  q.setValue("a", "k", "lost");
+  q.testCache().failWrite = 1;
+  EXPECT_THROW(q.store(nullptr), ZOutOfMemoryException);
+  EXPECT_EQ("# head\n[a]\nk = w\n", readFile(file));
+
+  // A copy has the data but no name, no observers and no marks.
+  q.testCache().failWrite = 0;
+  q.setValue("a", "hidden", "pw", 1);
+  Recorder r;
+  q.addObserver(&r);
+  ZProperties dup(q);
+  EXPECT_EQ(0, dup.countObservers());
+  EXPECT_EQ("pw", values(dup, "a", "hidden"));
+  EXPECT_EQ(1, dup.isObfuscated("a", "hidden"));
+  EXPECT_EQ(0u, dup.getCache()->obfuscatedItems.size());
+  EXPECT_THROW(dup.store(nullptr), ZInvalidParameterException);
+}
+
+TEST_F(ZPropertiesTest, TheSideFileGetsAnAbsoluteNameAndTheFilesModeBeforeTheValues) {
+  char cwd[4096];
+  ASSERT_NE(nullptr, ::getcwd(cwd, sizeof cwd));
+  ASSERT_EQ(0, ::chdir(dir_.c_str()));
+  std::string file = path("app.conf");
+  std::string side = file + ".obf";
+  writeFile(file, "[db]\nuser = admin\n");
+  ASSERT_EQ(0, ::chmod(file.c_str(), 0640));
+  writeFile(side, "old bytes");
+  ASSERT_EQ(0, ::chmod(side.c_str(), 0666));  // too open: must be closed
+  {
+    TestProperties p("app.conf");
+    p.setValue("db", "password", "s3cret", 1);
+    p.store(nullptr);
+    EXPECT_EQ(side, p.getCache()->name.getChars());
+  }
+  ASSERT_EQ(0, ::chdir(cwd));
+  struct stat st;
+  ASSERT_EQ(0, ::stat(side.c_str(), &st));
+  EXPECT_EQ(0640u, st.st_mode & 07777);
+  EXPECT_EQ(std::string("db\0password\0s3cret\0", 19), readFile(side));
+  EXPECT_EQ("[db]\nuser = admin\n\n[configuration-database]\nfile = " + side + "\n",
+            readFile(file));
+
+  TestProperties back(file.c_str());
+  EXPECT_EQ("s3cret", values(back, "db", "password"));
+  EXPECT_EQ(1, back.isObfuscated("db", "password"));
+  // The last hidden value gone: the side file and its pointer go too.
+  back.setValue("db", "password", "");
+  back.store(nullptr);
+  EXPECT_NE(0, ::access(side.c_str(), F_OK));
+  // (A key held only in the side file has no line of its own.)
+  EXPECT_EQ("[db]\nuser = admin\n\n[configuration-database]\n", readFile(file));
+  TestProperties again(file.c_str());
+  EXPECT_EQ(0, again.exists("configuration-database", "file"));
+
+  // A side file that cannot be mapped fails the load.
+  writeFile(file, "[configuration-database]\nfile = " + side + "\n");
+  try {
+    TestProperties broken(file.c_str());
+    ADD_FAILURE() << "no exception";
+  } catch (ZPropertiesIOException& e) {
+    EXPECT_STREQ("mapFile()", e.api());
+    EXPECT_STREQ(side.c_str(), e.file());
+    EXPECT_EQ(ENOENT, e.excerrno());
+  }
+}
+
+// Runs `body` in a child limited to `limit` bytes per file, with SIGXFSZ
+// ignored; returns the child's exit code.
+template <typename F>
+int underSizeLimit(rlim_t limit, F body) {
+  pid_t pid = ::fork();
+  if (pid == 0) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    struct rlimit rl = {limit, limit};
+    ::setrlimit(RLIMIT_FSIZE, &rl);
+    std::_Exit(body());
+  }
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
+}
+
+TEST_F(ZPropertiesTest, AStoreThatCannotGetItsRoomLeavesBothFilesIntact) {
+  std::string file = path("big.conf");
+  std::string side = file + ".obf";
+  {
+    TestProperties p;
+    p.setValue("a", "k", "small");
+    p.setValue("a", "pw", "old", 1);
+    p.store(file.c_str());
+  }
+  const std::string oldText = readFile(file), oldSide = readFile(side);
+
+  // The configuration file would outgrow the limit.
+  int rc = underSizeLimit(oldText.size() + 100, [&] {
+    TestProperties p(file.c_str());
+    p.setValue("a", "k", std::string(5000, 'x').c_str());
+    try {
+      p.store(nullptr);
+      return 1;
+    } catch (ZPropertiesIOException& e) {
+      return std::strcmp(e.api(), "posix_fallocate()") == 0 && e.excerrno() == EFBIG &&
+                     file == e.file()
+                 ? 0
+                 : 2;
+    }
+  });
+  EXPECT_EQ(0, rc);
+  EXPECT_EQ(oldText, readFile(file));
+  EXPECT_EQ(oldSide, readFile(side));
+
+  // The configuration file fits but the side file does not: nothing changes
+  // either, though the new text would have been longer.
+  rc = underSizeLimit(oldText.size() + 100, [&] {
+    TestProperties p(file.c_str());
+    p.setValue("a", "k", "a little longer than before");
+    p.setValue("a", "pw", std::string(5000, 'y').c_str(), 1);
+    try {
+      p.store(nullptr);
+      return 1;
+    } catch (ZPropertiesIOException& e) {
+      return std::strcmp(e.api(), "posix_fallocate()") == 0 && side == e.file() ? 0 : 2;
+    }
+  });
+  EXPECT_EQ(0, rc);
+  EXPECT_EQ(oldText, readFile(file));
+  EXPECT_EQ(oldSide, readFile(side));
+}
+
+TEST_F(ZPropertiesTest, ALoaderSeesAWholeFileOrTheLockErrorWhileAnotherProcessStores) {
+  std::string file = path("shared.conf");
+  auto fill = [](ZProperties& p, const char* value, int keys) {
+    for (int i = 0; i < keys; ++i) p.setValue("s", ("k" + std::to_string(i)).c_str(), value);
+  };
+  {
+    TestProperties a;
+    fill(a, "a", 300);
+    a.store(file.c_str());
+  }
+  pid_t writer = ::fork();
+  if (writer == 0) {
+    TestProperties a, b;
+    fill(a, "a", 300);
+    fill(b, std::string(40, 'b').c_str(), 500);
+    for (int i = 0; i < 300; ++i) {
+      try {
+        (i % 2 ? a : b).store(file.c_str());
+      } catch (ZPropertiesIOException&) {
+      }
+    }
+    std::_Exit(0);
+  }
+  int whole = 0, refused = 0, mixed = 0;
+  for (int i = 0; i < 300; ++i) {
+    TestProperties r;
+    try {
+      r.load(file.c_str());
+    } catch (ZPropertiesIOException& e) {
+      EXPECT_STREQ("fcntl()", e.api());
+      ++refused;
+      continue;
+    }
+    unsigned int n = r.count("s");
+    std::string first = values(r, "s", "k0"),
+                last = values(r, "s", ("k" + std::to_string(n - 1)).c_str());
+    if ((n == 300 && first == "a" && last == "a") ||
+        (n == 500 && first == std::string(40, 'b') && last == first)) {
+      ++whole;
+    } else {
+      ++mixed;
+    }
+  }
+  int status = 0;
+  ASSERT_EQ(writer, ::waitpid(writer, &status, 0));
+  EXPECT_EQ(0, mixed);
+  EXPECT_EQ(300, whole + refused);
+}
+
+TEST_F(ZPropertiesTest, TheRegistryReloadsChangedFilesUnlessTheyHoldUnsavedChanges) {
+  std::string file = path("r.conf");
+  writeFile(file, "[a]\nk = 1\n");
+  TestFactory factory;
+  ZProperties* p = ZProperties::getPropertiesFor(file.c_str(), factory, 0);
+  EXPECT_EQ(p, ZProperties::getPropertiesFor(file.c_str(), factory, 0));
+  EXPECT_EQ(1, factory.made);
+  auto rewrite = [&](const char* value, long shift) {
+    writeFile(file, std::string("[a]\nk = ") + value + "\n");
+    struct timespec times[2] = {{0, UTIME_OMIT}, {p->getTimeStamp() + shift, 0}};
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, file.c_str(), times, 0));
+  };
+  rewrite("2", 10);
+  EXPECT_EQ(p, ZProperties::getPropertiesFor(file.c_str(), factory, 0));
+  EXPECT_EQ("2", values(*p, "a", "k"));
+
+  p->setValue("a", "mine", "unsaved");
+  rewrite("3", 20);
+  ZProperties::getPropertiesFor(file.c_str(), factory, 0);
+  EXPECT_EQ("2", values(*p, "a", "k"));
+  EXPECT_EQ("unsaved", values(*p, "a", "mine"));
+  ZProperties::getPropertiesFor(file.c_str(), factory, 1);  // forced: changes go
+  EXPECT_EQ("3", values(*p, "a", "k"));
+  EXPECT_EQ(0, p->exists("a", "mine"));
+  EXPECT_EQ(1, factory.made);
+
+  EXPECT_THROW(ZProperties::getPropertiesFor(path("none.conf").c_str(), factory, 0),
+               ZPropertiesIOException);
+  EXPECT_EQ(2, factory.made);
+
+  long stamp = 0;
+  EXPECT_EQ(1, checkAndSetTimeStamp(file.c_str(), stamp));
+  EXPECT_EQ(p->getTimeStamp(), stamp);
+  EXPECT_EQ(0, checkAndSetTimeStamp(file.c_str(), stamp));
+  EXPECT_EQ(0, checkAndSetTimeStamp(path("none").c_str(), stamp));
+}
+
+TEST_F(ZPropertiesTest, CommentsGoAboveTheirKeys) {
+  TestProperties p;
+  EXPECT_THROW(p.addFileComment(""), ZInvalidParameterException);
+  p.addFileComment("# file");
+  p.addEntryComment("s", "k", "# one");
+  p.addEntryComment("s", "k", "# two");
+  ZLCString out("replaced");
+  p.getEntryComment("s", "k", out);
+  EXPECT_STREQ("# one\n# two", out.getChars());
+  p.setEntryComment("s", "k", "# three");
+  p.getEntryComment("s", "k", out);
+  EXPECT_STREQ("# three", out.getChars());
+  p.setEntryComment("s", "k", nullptr);
+  p.getEntryComment("s", "k", out);
+  EXPECT_STREQ("", out.getChars());
+  EXPECT_EQ(1, p.isModified());
+}
+
+TEST_F(ZPropertiesTest, KeyIteratorsWalkOneStanzaUnderTheLock) {
+  TestProperties p;
+  p.setValue("s", "a", "1");
+  p.setValue("s", "b", "");
+  EXPECT_THROW(ZPropertiesIterator(p, nullptr), ZInvalidParameterException);
+  {
+    ZPropertiesIterator none(p, "missing");
+    EXPECT_FALSE(none.hasMore());
+    EXPECT_EQ(0u, none.keyCount());
+  }
+  std::future<unsigned int> other;
+  {
+    ZPropertiesIterator it(p, "s");
+    EXPECT_EQ(2u, it.keyCount());
+    EXPECT_THROW_AT(it.entryValue(0), ZPropertiesIteratorException, kLineEntryValueBeforeStep);
+    EXPECT_THROW(it.entryName(), ZPropertiesIteratorException);
+    it.nextEntry();
+    EXPECT_STREQ("a", it.entryName());
+    EXPECT_STREQ("1", it.entryValue(0));
+    EXPECT_THROW(it.entryValue(1), ZInvalidParameterException);
+    // The owning thread may go on using the object; others wait.
+    p.setValue("s", "c", "3");
+    other = std::async(std::launch::async, [&] { return p.count("s"); });
+    EXPECT_EQ(std::future_status::timeout, other.wait_for(std::chrono::milliseconds(100)));
+    it.nextEntry();
+    EXPECT_EQ(0u, it.valueCount());
+    it.nextEntry();
+    EXPECT_STREQ("c", it.entryName());
+    EXPECT_FALSE(it.hasMore());
+    EXPECT_THROW_AT(it.nextEntry(), ZPropertiesIteratorException, kLineIteratorPastEnd);
+  }
+  ASSERT_EQ(std::future_status::ready, other.wait_for(std::chrono::seconds(10)));
+  EXPECT_EQ(3u, other.get());
+}
+
+TEST_F(ZPropertiesTest, ValueIteratorsEditInPlace) {
+  TestProperties p;
+  Recorder r;
+  p.addObserver(&r);
+  p.setValue("s", "k", "a");
+  p.getCache()->add("s", "k", "b", 0);
+  p.getCache()->add("s", "k", "c", 0);
+  r.notices.clear();
+  {
+    ZAbstractPropertyValuesIterator it(p, "s", "k", ZPROP_STRING_LOCAL, 0);
+    EXPECT_EQ(3u, it.valueCount());
+    EXPECT_THROW(it.removeValue(), ZPropertiesIteratorException);
+    it.nextValue();
+    EXPECT_STREQ("b", it.nextValue()->getChars());
+    it.removeValue();
+    EXPECT_STREQ("c", it.nextValue()->getChars());
+    it.changeValue("C");
+    it.addValue("d");
+    EXPECT_FALSE(it.hasMore());
+    EXPECT_THROW(it.nextValue(), ZPropertiesIteratorException);
+  }
+  EXPECT_EQ("a,C,d", values(p, "s", "k"));
+  EXPECT_TRUE(r.notices.empty());
+
+  // A key without values is set through the object, with a notice.
+  {
+    ZAbstractPropertyValuesIterator it(p, "s", "new", ZPROP_STRING_LOCAL, 1);
+    it.addValue("x");
+    it.addValue("y");
+  }
+  EXPECT_EQ("x,y", values(p, "s", "new"));
+  ASSERT_EQ(1u, r.notices.size());
+  EXPECT_EQ("new", r.notices[0].key);
+
+  // Obfuscated values: asking for the wrong kind is refused, and removing
+  // the first one empties the whole key.
+  p.setValue("s", "pw", "p1", 1);
+  p.getCache()->add("s", "pw", "p2", 1);
+  EXPECT_THROW(ZAbstractPropertyValuesIterator(p, "s", "pw", ZPROP_STRING_LOCAL, 1),
+               ZInvalidParameterException);
+  EXPECT_THROW(ZAbstractPropertyValuesIterator(p, "s", "k", ZPROP_STRING_LOCAL, 3),
+               ZInvalidParameterException);
+  {
+    ZAbstractPropertyValuesIterator it(p, "s", "pw", ZPROP_STRING_LOCAL, 2);
+    it.nextValue();
+    it.removeValue();
+    EXPECT_EQ(0u, it.valueCount());
+  }
+  EXPECT_EQ(1, p.exists("s", "pw"));
+  EXPECT_EQ(0u, p.numValues("s", "pw"));
+  EXPECT_EQ(0u, p.getCache()->obfuscatedItems.size());
+
+  // UTF-8 in and out (non-ASCII text only where the local code set can hold it).
+  const bool wide = MB_CUR_MAX > 1;
+  const char* cafe = wide ? "caf\xC3\xA9" : "cafe";
+  const char* the = wide ? "th\xC3\xA9" : "the";
+  p.setValue("s", "u", ZUTF8String(cafe), 0);
+  {
+    ZAbstractPropertyValuesIterator it(p, "s", "u", ZPROP_STRING_UTF8, 0);
+    const char* text = nullptr;
+    EXPECT_STREQ(cafe, it.nextValue(text));
+    EXPECT_STREQ(cafe, text);
+    it.changeValue(the);
+  }
+  ZUTF8String back;
+  p.getValue("s", "u", back, 1, nullptr);
+  EXPECT_STREQ(the, back.getChars());
+  EXPECT_STREQ(ZLCString(ZUTF8String(the)).getChars(), values(p, "s", "u").c_str());
+}
+
+}  // namespace
