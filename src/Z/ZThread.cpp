@@ -354,7 +354,8 @@ void ZThreadPool::start(ZThread& t) {
     if (rc != 0) reportRc("src/Z/ZThread", 330, kMsgCondWait, rc);
   }
   // Counted and told its pool before it runs: a thread that ends at once
-  // reports its death to this pool (which waits for our mutex).
+  // reports its death to this pool (which waits for our mutex), and never
+  // finds its pool unset. Both are undone when the start fails.
   ++activeCount_;
   t.pool_ = this;
   int line = 0;
