@@ -22,8 +22,10 @@ void reportRc(const char* file, int line, int number, int rc) {
                                                    nullptr, nullptr, nullptr);
 }
 
-// The start of the current second plus `seconds`, on the clock that timed
-// waits measure against.
+// The start of the current second plus `seconds`, read from the clock that
+// timed waits measure against. Not time(): it may read a coarser copy of
+// that clock, which can still show the previous second, so that a wait
+// would end a whole second early.
 timespec deadlineIn(long seconds) {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
