@@ -1,12 +1,20 @@
 // zbase: tests of stanza files: reader, writer, side data and the properties
 // objects built on them.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Z/ZException.h"
 #include "Z/ZSqueeze.h"
@@ -15,6 +23,26 @@
 namespace {
 
 const char kModule[] = "src/Z/ZStanzaFileProperties";
+// Throw sites of the stanza file module.
+const int kWriteFailed = 81;
+const int kReadFailed = 142;
+const int kZeroByte = 180;
+const int kNoBracket = 195;
+const int kStanzaTwice = 201;
+const int kBadEntry = 211;
+const int kRefusedText = 314;
+const int kItemIndex = 486;
+const int kNotAString = 511;
+const int kAddValue = 574;
+const int kAddValues = 607;
+const int kGetStanza = 622;
+const int kAddStanza = 635;
+const int kDeleteStanza = 647;
+const int kStanzaComment = 659;
+const int kAppendValue = 671;
+const int kNoItems = 680;
+const int kBadItemType = 715;
+const int kBadSideData = 351;
 const ZPCache::get_type_e ANY = ZPCache::GET_ANY;
 
 // Reads `text` into the cache through a real stream.
@@ -114,6 +142,60 @@ const char kTricky[] =
     "[db]\n"
     "user = scott";  // no newline at the end
 
+// A fresh directory per test, removed afterwards.
+class TempDir {
+ public:
+  TempDir() {
+    char tmpl[] = "/tmp/zstanza-test-XXXXXX";
+    path_ = mkdtemp(tmpl);
+  }
+  ~TempDir() { std::filesystem::remove_all(path_); }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+void spit(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
+template <typename F>
+void expectInvalidParameter(F f, int line) {
+  auto e = caught<ZInvalidParameterException>(f);
+  EXPECT_EQ(22UL, e.getErrorNumber());
+  EXPECT_STREQ(kModule, e.who());
+  EXPECT_EQ(line, e.where());
+}
+
+// Records every notice as "type stanza key".
+class Recorder : public ZObserverInterface {
+ public:
+  void update(ZObservableInterface*, const ZObservedParm& parm) override {
+    const ZPropertyChanged& c = static_cast<const ZPropertyChanged&>(parm);
+    seen.push_back(std::to_string(c.type) + " " + c.stanza + " " + (c.key ? c.key : "-"));
+  }
+  std::vector<std::string> seen;
+};
+
+std::string kvText(const ZPropertiesKVList& list) {
+  std::string out;
+  for (unsigned int i = 0; i < list.getItemCount(); ++i) {
+    if (i != 0) out += ",";
+    out += std::string(list.getItemKey(i)->getChars()) + "=" + list.getItemValue(i)->getChars();
+  }
+  return out;
+}
+
 }  // namespace
 
 TEST(ZStanzaFilePropertiesTest, RoundTripKeepsLayoutAndMergesMultipleValues) {
@@ -198,14 +280,14 @@ TEST(ZStanzaFilePropertiesTest, InvalidDataNamesFileLineAndText) {
     const char* data;
     int site;
   } cases[] = {
-      {"[a]\nk = v\n  [b  \n", 3, "  [b", 143},               // no "]"
-      {"# c\n[a]\n\n[b]\n[a] again\n", 5, "[a] again", 149},  // stanza twice
-      {"k = v\n", 1, "k = v", 158},                           // entry before any stanza
-      {"[]\nk = v\n", 2, "k = v", 158},                       // the empty stanza takes no entries
-      {"[a]\n\n  key value  \n", 3, "  key value", 158},      // no "="
-      {"[a]\n = value\n", 2, " = value", 158},                // starts with "="
-      {bytes("[a]\nk = v\0w\n"), 2, "k = v", 128},            // a zero byte
-      {"[]\n[]\n", 2, "[]", 149},
+      {"[a]\nk = v\n  [b  \n", 3, "  [b", kNoBracket},                 // no "]"
+      {"# c\n[a]\n\n[b]\n[a] again\n", 5, "[a] again", kStanzaTwice},  // stanza twice
+      {"k = v\n", 1, "k = v", kBadEntry},                              // entry before any stanza
+      {"[]\nk = v\n", 2, "k = v", kBadEntry},                   // the empty stanza takes no entries
+      {"[a]\n\n  key value  \n", 3, "  key value", kBadEntry},  // no "="
+      {"[a]\n = value\n", 2, " = value", kBadEntry},            // starts with "="
+      {bytes("[a]\nk = v\0w\n"), 2, "k = v", kZeroByte},        // a zero byte
+      {"[]\n[]\n", 2, "[]", kStanzaTwice},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);
@@ -269,7 +351,7 @@ TEST(ZStanzaFilePropertiesTest, StreamFailuresThrowIOExceptions) {
   EXPECT_STREQ("fwrite()", w.api());
   EXPECT_EQ(ENOSPC, w.excerrno());
   EXPECT_STREQ(kModule, w.who());
-  EXPECT_EQ(59, w.where());
+  EXPECT_EQ(kWriteFailed, w.where());
 
   FILE* dir = std::fopen("/", "r");  // opens, but reading fails
   ASSERT_NE(nullptr, dir);
@@ -277,7 +359,7 @@ TEST(ZStanzaFilePropertiesTest, StreamFailuresThrowIOExceptions) {
   std::fclose(dir);
   EXPECT_STREQ("fgets()", r.api());
   EXPECT_EQ(EISDIR, r.excerrno());
-  EXPECT_EQ(91, r.where());
+  EXPECT_EQ(kReadFailed, r.where());
 }
 
 TEST(ZStanzaFilePropertiesTest, SideDataRecordsRoundTrip) {
@@ -343,7 +425,329 @@ TEST(ZStanzaFilePropertiesTest, CorruptSideDataIsRejectedWhole) {
     EXPECT_STREQ("/etc/app.conf.obf", e.file());
     EXPECT_EQ(0, e.badline());
     EXPECT_STREQ("", e.baddata());
-    EXPECT_EQ(256, e.where());
+    EXPECT_EQ(kBadSideData, e.where());
     EXPECT_EQ(0u, cache.count());
   }
+}
+
+TEST(ZStanzaFilePropertiesTest, EditAndStoreInPlaceKeepsCommentsAndTruncates) {
+  TempDir dir;
+  const std::string path = dir / "app.conf";
+  spit(path,
+       "# Main configuration\n"
+       "\n"
+       "[server]\n"
+       "host = old.example.org   \n"
+       "# port = 80\n"
+       "\n"
+       "# The log level\n"
+       "level = 3\n"
+       "\n"
+       "[obsolete]\n"
+       "# a long block that goes away with its stanza, so the new text is shorter\n"
+       "x = 1\n"
+       "\n"
+       "[client]\n"
+       "retry = 2 ; twice\n");
+  ZStanzaFileProperties p(path.c_str(), 1);
+  Recorder recorder;
+  p.addObserver(&recorder);
+  p.setValue("server", "port", "8080");  // into the commented-out template
+  p.setValue("server", "host", "new.example.org");
+  ZArrayList tags(1, 1);
+  ZLCString a("a");
+  tags.add(&a);
+  p.addValues("client", "tag", tags, 0);
+  p.deleteStanza("obsolete");
+  p.addStanza("extra");
+  p.addStanzaComment("extra", "added later\n# already marked");
+  p.addEntryComment("client", "retry", "how often");
+  p.store(nullptr);
+  EXPECT_EQ(
+      "# Main configuration\n"
+      "\n"
+      "[server]\n"
+      "host = new.example.org\n"
+      "# port = 80\n"
+      "port = 8080\n"
+      "\n"
+      "# The log level\n"
+      "level = 3\n"
+      "\n"
+      "[client]\n"
+      "\n"
+      "#how often\n"
+      "retry = 2 ; twice\n"
+      "tag = a\n"
+      "\n"
+      "[extra]\n"
+      "#added later\n"
+      "# already marked\n"
+      "\n",
+      slurp(path));
+  EXPECT_EQ((std::vector<std::string>{"2 server port", "2 server host", "2 client tag",
+                                      "1 obsolete -", "0 extra -"}),
+            recorder.seen);
+  EXPECT_FALSE(p.isModified());
+
+  // What was stored reads back the same.
+  ZStanzaFileProperties again(path.c_str(), 1);
+  ZLCString comment;
+  again.getEntryComment("client", "retry", comment);
+  EXPECT_STREQ("#how often", comment.getChars());
+  EXPECT_FALSE(again.exists("obsolete"));
+  EXPECT_EQ(8080u, again.getIntegerValue("server", "port", 1, 0));
+  p.deleteObserver(&recorder);
+}
+
+TEST(ZStanzaFilePropertiesTest, ValuesMergeAppendAndStanzaListings) {
+  ZStanzaFileProperties p(1);
+  p.setValue("s", "k", "a");
+  p.addValue("s", "k", "b", 0);
+  p.addValue("s", "k", "", 0);  // nothing at all
+  p.addValue("s", "k", nullptr, 0);
+  p.addValue(nullptr, nullptr, "", 0);  // not even a parameter check
+  ZArrayList ba(2, 1);
+  ZLCString b("b");
+  ZUTF8String a("a");
+  ba.add(&b);
+  ba.add(&a);
+  p.addValues("s", "k", ba, 0);  // b is found, a is looked for after it
+  ZArrayList values(4, 1);
+  p.getValues("s", "k", values, ZPROP_STRING_LOCAL);
+  EXPECT_EQ("a,b,a", texts(&values));
+  p.addValue("s", "k", ZUTF8String("b"), 0);  // found: no change
+  p.appendValue("s", "k", "b", 0);            // appended even so
+  p.getValues("s", "k", values, ZPROP_STRING_LOCAL);
+  EXPECT_EQ("a,b,a,b", texts(&values));
+
+  // Hidden values merge among hidden values only.
+  p.addValue("s", "secret", ZLCConstString("x"), 1);
+  p.addValue("s", "secret", ZLCString("y"), 1);
+  EXPECT_TRUE(p.isObfuscated("s", "secret"));
+  EXPECT_THROW(p.addValue("s", "secret", "plain", 0), ZInvalidParameterException);
+  EXPECT_THROW(p.appendValue("s", "k", "hidden", 1), ZInvalidParameterException);
+
+  p.setValue("s", "empty", "");
+  ZPropertiesKVList list(ZPROP_STRING_UTF8);
+  p.getStanza("s", list);
+  EXPECT_EQ("k=a,secret=x,empty=", kvText(list));
+  EXPECT_TRUE(dynamic_cast<ZUTF8String*>(list.getItemKey(0)) != nullptr);
+  ZPropertiesKVList copy(list);
+  list.clear();
+  EXPECT_EQ("k=a,secret=x,empty=", kvText(copy));
+  expectInvalidParameter([&] { copy.getItemValue(3); }, kItemIndex);
+  ZPropertiesKVList assigned;
+  assigned = copy;
+  copy.clear();
+  EXPECT_EQ("k=a,secret=x,empty=", kvText(assigned));
+  EXPECT_EQ(ZPROP_STRING_UTF8, assigned.getStringType());
+  ZPropertiesKVList odd(static_cast<ZPropertyStringType>(3));
+  odd.addItem(ZLCString("k"), ZLCString("v"));
+  EXPECT_EQ(nullptr, odd.getItemKey(0));
+  ZArrayList keys(4, 1);
+  p.getKeys("s", keys);
+  EXPECT_EQ("k,secret,empty", texts(&keys));
+}
+
+TEST(ZStanzaFilePropertiesTest, BatchReadsServeEveryType) {
+  ZStanzaFileProperties p(1);
+  p.setValue("s", "flag", "yes");
+  p.setValue("s", "n", "0x1F");
+  p.setValue("s", "text", "hello");
+  p.addValue("s", "multi", "1", 0);
+  p.addValue("s", "multi", "2", 0);
+  p.setValue("s", "big", "-9000000000");
+  int flag = -1, missingFlag = -1;
+  unsigned int n = 0;
+  long long big = 0;
+  ZLCString text, fallback;
+  ZArrayList lc(2, 1), utf8(2, 1);
+  ZPropertiesKVList stanza;
+  ZStzFileItem items[] = {
+      {1, "s", "flag", 0, &flag, 0},
+      {1, "s", "none", 0, &missingFlag, 1},
+      {2, "s", "n", 5, &n, 0},
+      {3, "s", "text", 1, &text, 0},
+      {3, "s", "none", 0, &fallback, reinterpret_cast<intptr_t>("dflt")},
+      {4, "s", "multi", 0, &lc, 0},
+      {5, "s", "multi", 0, &utf8, 0},
+      {6, "s", nullptr, 0, &stanza, 0},
+      {7, "s", "big", 0, &big, 0},
+  };
+  p.getItems(items, 9);
+  EXPECT_EQ(1, flag);
+  EXPECT_EQ(1, missingFlag);
+  EXPECT_EQ(31u, n);
+  EXPECT_STREQ("hello", text.getChars());
+  EXPECT_STREQ("dflt", fallback.getChars());
+  EXPECT_EQ("1,2", texts(&lc));
+  ASSERT_EQ(2u, utf8.size());
+  EXPECT_TRUE(dynamic_cast<ZUTF8String*>(utf8.get(1)) != nullptr);
+  EXPECT_EQ("flag=yes,n=0x1F,text=hello,multi=1,big=-9000000000", kvText(stanza));
+  EXPECT_EQ(-9000000000LL, big);
+
+  // An unknown type stops the batch; what came before it stays.
+  n = 0;
+  ZStzFileItem bad[] = {{2, "s", "n", 0, &n, 0}, {8, "s", "n", 0, &n, 0}, {2, "s", "x", 0, &n, 7}};
+  expectInvalidParameter([&] { p.getItems(bad, 3); }, kBadItemType);
+  EXPECT_EQ(31u, n);
+  expectInvalidParameter([&] { p.getItems(nullptr, 1); }, kNoItems);
+  expectInvalidParameter([&] { p.getItems(bad, 0); }, kNoItems);
+  p.getItems(bad, -1);
+  ZStzFileItem must[] = {{3, "s", "none", 1, &text, 0}};
+  EXPECT_THROW(p.getItems(must, 1), ZPropertiesMissingPropertyException);
+}
+
+TEST(ZStanzaFilePropertiesTest, BadArgumentsAreRefused) {
+  ZStanzaFileProperties p(0);
+  ZArrayList none(1, 1);
+  ZPropertiesKVList list;
+  expectInvalidParameter([&] { p.addStanza(""); }, kAddStanza);
+  expectInvalidParameter([&] { p.deleteStanza(nullptr); }, kDeleteStanza);
+  expectInvalidParameter([&] { p.addStanzaComment("a", ""); }, kStanzaComment);
+  expectInvalidParameter([&] { p.addStanzaComment(nullptr, "c"); }, kStanzaComment);
+  expectInvalidParameter([&] { p.addValue("", "k", "v", 0); }, kAddValue);
+  expectInvalidParameter([&] { p.addValues("s", "k", none, 0); }, kAddValues);
+  expectInvalidParameter([&] { p.appendValue("s", "k", "", 0); }, kAppendValue);
+  expectInvalidParameter([&] { p.getStanza("", list); }, kGetStanza);
+  ZArrayList notStrings(1, 1);
+  ZArrayList inner;
+  notStrings.add(&inner);
+  expectInvalidParameter([&] { p.addValues("s", "k", notStrings, 0); }, kNotAString);
+  EXPECT_EQ(0u, p.count());
+  EXPECT_FALSE(p.isModified());
+}
+
+TEST(ZStanzaFilePropertiesTest, SideFileLifecycle) {
+  TempDir dir;
+  const std::string path = dir / "db.conf";
+  spit(path, "# credentials\n[db]\nuser = scott\n");
+  ::chmod(path.c_str(), 0640);
+  {
+    ZStanzaFileProperties p(path.c_str(), 1);
+    p.setValue("db", "password", "tiger", 1);
+    p.addValue("db", "password", "lion", 1);
+    p.store(nullptr);
+  }
+  const std::string side = path + ".obf";
+  ASSERT_TRUE(exists(side));
+  struct stat st;
+  ASSERT_EQ(0, ::stat(side.c_str(), &st));
+  EXPECT_EQ(0640u, st.st_mode & 0777);
+  const std::string text = slurp(path);
+  EXPECT_EQ("# credentials\n[db]\nuser = scott\n\n[configuration-database]\nfile = " + side + "\n",
+            text);
+  EXPECT_EQ(std::string::npos, slurp(side).find("tiger"));
+  {
+    ZStanzaFileProperties p(path.c_str(), 1);
+    EXPECT_TRUE(p.isObfuscated("db", "password"));
+    ZArrayList values(2, 1);
+    p.getValues("db", "password", values, ZPROP_STRING_LOCAL);
+    EXPECT_EQ("tiger,lion", texts(&values));
+    // The last hidden value gone: side file and pointer go too.
+    p.deleteKey("db", "password");
+    p.store(nullptr);
+  }
+  EXPECT_FALSE(exists(side));
+  EXPECT_EQ("# credentials\n[db]\nuser = scott\n\n[configuration-database]\n", slurp(path));
+
+  // A damaged side file fails the load with its own name.
+  spit(side, "not a side file");
+  spit(path, "[configuration-database]\nfile = db.conf.obf\n");
+  auto e = caught<ZPropertiesInvalidDataException>(
+      [&] { ZStanzaFileProperties broken(path.c_str(), 1); });
+  EXPECT_STREQ(side.c_str(), e.file());
+  EXPECT_EQ(0, e.badline());
+  EXPECT_EQ(kBadSideData, e.where());
+}
+
+TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
+  TempDir dir;
+  const std::string path = dir / "app.conf";
+  const std::string original = "[a]\nk = v\n";
+  spit(path, original);
+  struct Case {
+    const char* what;
+    const char* stanza;
+    const char* key;
+    const char* value;
+    int line;
+    const char* data;
+  } cases[] = {
+      {"newline in a value", "a", "k", "v\n[b]", 2, "v\n[b]"},
+      {"= in a key", "a", "x=y", "v", 3, "x=y"},
+      {"key read as comment", "a", " #k", "v", 3, " #k"},
+      {"] in a stanza", "b]c", "k", "v", 4, "b]c"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    ZStanzaFileProperties p(path.c_str(), 1);
+    p.setValue(c.stanza, c.key, c.value);
+    auto e = caught<ZPropertiesInvalidDataException>([&] { p.store(nullptr); });
+    EXPECT_EQ(c.line, e.badline());
+    EXPECT_STREQ(c.data, e.baddata());
+    EXPECT_EQ(kRefusedText, e.where());
+    EXPECT_EQ(original, slurp(path));
+  }
+  // Lines are counted as written, a comment of two lines as two.
+  ZStanzaFileProperties p(path.c_str(), 1);
+  p.addFileComment("two\nlines");
+  p.setValue("a", "k", "\n");
+  auto e = caught<ZPropertiesInvalidDataException>([&] { p.store(nullptr); });
+  EXPECT_EQ(5, e.badline());
+}
+
+TEST(ZStanzaFilePropertiesTest, FactoryMakesSharedObjectsThatKeepComments) {
+  TempDir dir;
+  const std::string path = dir / "f.conf";
+  spit(path, "# kept\n[s]\na = 1\na = 2\nb = 3\n");
+  ZStanzaFileProperties::ZStanzaFilePropertiesFactory& factory =
+      ZStanzaFileProperties::getFactory();
+  EXPECT_EQ(&factory, &ZStanzaFileProperties::getFactory());
+  ZProperties* shared = ZProperties::getPropertiesFor(path.c_str(), factory, 0);
+  ASSERT_TRUE(dynamic_cast<ZStanzaFileProperties*>(shared) != nullptr);
+  EXPECT_EQ(shared, ZProperties::getPropertiesFor(path.c_str(), factory, 0));
+  ZStanzaFileProperties& p = *static_cast<ZStanzaFileProperties*>(shared);
+  {
+    ZStanzaValueIterator values(p, "s", "a", ZPROP_STRING_LOCAL, 0);
+    values.nextValue();
+    values.changeValue("one");
+    values.addValue("one and a half");
+  }
+  p.store(nullptr);
+  EXPECT_EQ("# kept\n[s]\na = one\na = one and a half\na = 2\nb = 3\n", slurp(path));
+}
+
+TEST(ZStanzaFilePropertiesTest, SharedBetweenThreads) {
+  ZStanzaFileProperties p(1);
+  auto worker = [&p](int id) {
+    const std::string stanza = "s" + std::to_string(id % 2);
+    for (int i = 0; i < 200; ++i) {
+      p.addStanza(stanza.c_str());
+      p.appendValue(stanza.c_str(), "k", std::to_string(i).c_str(), 0);
+      ZPropertiesKVList list;
+      p.getStanza(stanza.c_str(), list);
+      unsigned int n = 0;
+      ZStzFileItem item = {2, stanza.c_str(), "k", 0, &n, 0};
+      p.getItems(&item, 1);
+    }
+  };
+  std::vector<std::promise<void>> finished(4);
+  std::vector<std::thread> threads;
+  for (int id = 0; id < 4; ++id) {
+    threads.emplace_back([&, id] {
+      worker(id);
+      finished[id].set_value();
+    });
+  }
+  for (auto& f : finished) {
+    if (f.get_future().wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+      ADD_FAILURE() << "threads did not finish: deadlock?";
+      std::_Exit(1);  // the threads still use objects on this stack
+    }
+  }
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(400u, p.numValues("s0", "k"));
+  EXPECT_EQ(400u, p.numValues("s1", "k"));
 }

@@ -75,6 +75,7 @@
 
 // Properties objects, stanza files and their C interface
 #include "Z/ZProperties.h"
+
 #include "Z/ZStanzaFileProperties.h"
 
 

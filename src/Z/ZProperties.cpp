@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <strings.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
+#include "Z/ZFileLock.h"
 #include "Z/ZMessage.h"
 #include "Z/zkelutil.h"
 
@@ -169,29 +169,11 @@ void writeSideFile(const char* sideFile, const ZBuffer& data, const struct stat&
   }
 }
 
-// Maps a side file read-only. 0 or an error number; an empty file cannot be
-// mapped (EINVAL).
-int mapSideFile(const char* path, void*& address, size_t& length) {
-  address = nullptr;
-  length = 0;
-  int fd = ::open(path, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return errno;
-  FdCloser closer(fd);
-  struct stat st;
-  if (::fstat(fd, &st) != 0) return errno;
-  if (st.st_size == 0) return EINVAL;
-  void* p = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED, fd, 0);
-  if (p == MAP_FAILED) return errno;
-  address = p;
-  length = static_cast<size_t>(st.st_size);
-  return 0;
-}
-
 // The working directory into a buffer of `size` bytes; an empty text when
 // it does not fit. ZOutOfMemoryException when the buffer cannot be had.
 ZLCString workingDirectory(size_t size) {
   char* buffer = static_cast<char*>(std::malloc(size));
-  if (buffer == nullptr) ZOutOfMemoryException().throwException("src/Z/ZProperties", 194);
+  if (buffer == nullptr) ZOutOfMemoryException().throwException("src/Z/ZProperties", 176);
   ZLCString dir;
   if (::getcwd(buffer, size) != nullptr) dir = buffer;
   std::free(buffer);
@@ -234,7 +216,7 @@ ZAbstractProperties::~ZAbstractProperties() {}
 void checkFileAccess(const char* path) {
   if (::access(path, F_OK) == 0) {
     if (::access(path, R_OK | W_OK) != 0) {
-      ZPropertiesIOException(path, "access()", errno).throwException("src/Z/ZProperties", 237);
+      ZPropertiesIOException(path, "access()", errno).throwException("src/Z/ZProperties", 219);
     }
     return;
   }
@@ -250,7 +232,7 @@ void checkFileAccess(const char* path) {
   }
   if (::access(dir.getChars(), R_OK | W_OK) != 0) {
     ZPropertiesIOException(dir.getChars(), "access()", errno)
-        .throwException("src/Z/ZProperties", 253);
+        .throwException("src/Z/ZProperties", 235);
   }
 }
 
@@ -288,7 +270,7 @@ ZProperties::~ZProperties() { delete cache; }
 const char* ZProperties::choosePath(const char* name) const {
   if (!isBlank(name)) return name;
   if (!fileName.isEmpty()) return fileName.getChars();
-  ZInvalidParameterException().throwException("src/Z/ZProperties", 291);
+  ZInvalidParameterException().throwException("src/Z/ZProperties", 273);
 }
 
 // ---------------------------------------------------------------- ZProperties: files
@@ -301,43 +283,47 @@ void ZProperties::load(const char* name) {
   FILE* f = std::fopen(path.getChars(), "r");
   if (f == nullptr) {
     ZPropertiesIOException(path.getChars(), "fopen(r)", errno)
-        .throwException("src/Z/ZProperties", 304);
+        .throwException("src/Z/ZProperties", 286);
   }
   StreamCloser closer(f);
   if (lockWholeFile(fileno(f), F_RDLCK) != 0) {
     int err = errno;
     closer.close();
     ZPropertiesIOException(path.getChars(), "fcntl()", err)
-        .throwException("src/Z/ZProperties", 311);
+        .throwException("src/Z/ZProperties", 293);
   }
   loading = 1;
   cache->be_read(path.getChars(), f);
-  closer.close();
+
+  // The read lock on the file is kept until the side file is read: a store
+  // rewrites the side file only under the write lock, so the mapped bytes
+  // cannot change or shrink beneath the reader.
 
   if (!cache->name.isEmpty()) {
     ZLCString sideFile(cache->name);
-    void* address = nullptr;
-    size_t length = 0;
-    int error = mapSideFile(sideFile.getChars(), address, length);
-    if (error != 0) {
-      ZPropertiesIOException(sideFile.getChars(), "mapFile()", error)
-          .throwException("src/Z/ZProperties", 324);
+    ZUnixFileMap map(sideFile.getChars(), ZAbstractFileMap::readOnly, 1);
+    int error = 0;
+    void* address = map.mapfile(&error, 0);
+    if (error != 0 || address == nullptr) {
+      ZPropertiesIOException(sideFile.getChars(), "mapFile()", error != 0 ? error : EINVAL)
+          .throwException("src/Z/ZProperties", 309);
     }
-    // The buffer only borrows the mapped bytes; it is emptied before it goes.
+    // The buffer only borrows the mapped bytes; it is emptied before it goes,
+    // and the map unmaps when it goes.
     ZBuffer buffer;
-    buffer.setBufferNoCopy(length, address);
+    buffer.setBufferNoCopy(map.getLength(), address);
     unsigned long takenLength = 0;
     void* taken = nullptr;
     try {
       cache->be_read_obfuscated(buffer);
     } catch (...) {
       buffer.takeBuffer(takenLength, taken);
-      ::munmap(address, length);
       throw;
     }
     buffer.takeBuffer(takenLength, taken);
-    ::munmap(address, length);
+    map.unmapfile(&error);
   }
+  closer.close();
 
   postLoad(path.getChars());
   modified = 0;
@@ -348,7 +334,7 @@ void ZProperties::load(const char* name) {
 void ZProperties::reload(const char* name) {
   ZPropResourceLock guard(resourceLock);
   if (fileName.isEmpty() && isBlank(name)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 351);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 337);
   }
   cache->clear();
   load(name);
@@ -398,7 +384,7 @@ void ZProperties::store(const char* name) {
   }
   if (f == nullptr) {
     ZPropertiesIOException(path.getChars(), "fopen(r+)", errno)
-        .throwException("src/Z/ZProperties", 401);
+        .throwException("src/Z/ZProperties", 387);
   }
   StreamCloser closer(f);
   int fd = fileno(f);
@@ -406,7 +392,7 @@ void ZProperties::store(const char* name) {
     int err = errno;
     closer.close();
     ZPropertiesIOException(path.getChars(), "fcntl()", err)
-        .throwException("src/Z/ZProperties", 409);
+        .throwException("src/Z/ZProperties", 395);
   }
 
   ZBuffer side;
@@ -427,7 +413,7 @@ void ZProperties::store(const char* name) {
   FILE* memory = ::open_memstream(&text.data_, &text.size_);
   if (memory == nullptr) {
     ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
-        .throwException("src/Z/ZProperties", 430);
+        .throwException("src/Z/ZProperties", 416);
   }
   {
     StreamCloser memoryCloser(memory);
@@ -435,11 +421,11 @@ void ZProperties::store(const char* name) {
     if (std::ferror(memory) || std::fflush(memory) != 0) {
       int err = errno != 0 ? errno : EIO;
       ZPropertiesIOException(path.getChars(), "be_write()", err)
-          .throwException("src/Z/ZProperties", 438);
+          .throwException("src/Z/ZProperties", 424);
     }
     if (memoryCloser.close() != 0) {
       ZPropertiesIOException(path.getChars(), "be_write()", errno)
-          .throwException("src/Z/ZProperties", 442);
+          .throwException("src/Z/ZProperties", 428);
     }
   }
 
@@ -447,7 +433,7 @@ void ZProperties::store(const char* name) {
   int rc = reserve(fd, text.size_, oldSize);
   if (rc != 0) {
     ZPropertiesIOException(path.getChars(), "posix_fallocate()", rc)
-        .throwException("src/Z/ZProperties", 450);
+        .throwException("src/Z/ZProperties", 436);
   }
   if (side.getLength() > 0) {
     // Until the side file is written the old text is untouched; a failure
@@ -456,7 +442,7 @@ void ZProperties::store(const char* name) {
       struct stat config;
       if (::fstat(fd, &config) != 0) {
         ZPropertiesIOException(path.getChars(), "fstat()", errno)
-            .throwException("src/Z/ZProperties", 459);
+            .throwException("src/Z/ZProperties", 445);
       }
       writeSideFile(cache->name.getChars(), side, config);
     } catch (...) {
@@ -466,11 +452,11 @@ void ZProperties::store(const char* name) {
   }
   rc = writeAll(fd, text.data_, text.size_);
   if (rc != 0) {
-    ZPropertiesIOException(path.getChars(), "write()", rc).throwException("src/Z/ZProperties", 469);
+    ZPropertiesIOException(path.getChars(), "write()", rc).throwException("src/Z/ZProperties", 455);
   }
   if (::ftruncate(fd, static_cast<off_t>(text.size_)) != 0) {
     ZPropertiesIOException(path.getChars(), "ftruncate()", errno)
-        .throwException("src/Z/ZProperties", 473);
+        .throwException("src/Z/ZProperties", 459);
   }
   // Nothing was written through the stream, so closing it only drops the
   // lock.
@@ -489,7 +475,7 @@ void ZProperties::list() {
 
 ZProperties* ZProperties::getPropertiesFor(const char* name, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
-  if (isBlank(name)) ZInvalidParameterException().throwException("src/Z/ZProperties", 492);
+  if (isBlank(name)) ZInvalidParameterException().throwException("src/Z/ZProperties", 478);
   ZPropRegistry registryGuard;
   ZLCString key(name);
   ZProperties* found = static_cast<ZProperties*>(factory.registry.getEntry(&key));
@@ -515,31 +501,31 @@ ZProperties* ZProperties::getPropertiesFor(const char* name, ZAbstractProperties
 
 int ZProperties::exists(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 518);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 504);
   }
   ZPropResourceLock guard(resourceLock);
   return cache->contains(stanza, key);
 }
 
 int ZProperties::exists(const char* stanza) {
-  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 525);
+  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 511);
   ZPropResourceLock guard(resourceLock);
   return cache->contains(stanza);
 }
 
 int ZProperties::isObfuscated(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 532);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 518);
   }
   ZPropResourceLock guard(resourceLock);
-  if (!exists(stanza, key)) ZInvalidParameterException().throwException("src/Z/ZProperties", 535);
+  if (!exists(stanza, key)) ZInvalidParameterException().throwException("src/Z/ZProperties", 521);
   return cache->isObfuscated(stanza, key);
 }
 
 int ZProperties::isObfuscated(const char* fullKey) {
-  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 540);
+  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 526);
   ZPropResourceLock guard(resourceLock);
-  if (!exists(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 542);
+  if (!exists(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 528);
   return cache->isObfuscated(fullKey);
 }
 
@@ -549,14 +535,14 @@ unsigned int ZProperties::count() {
 }
 
 unsigned int ZProperties::count(const char* stanza) {
-  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 552);
+  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 538);
   ZPropResourceLock guard(resourceLock);
   return cache->keyCount(stanza);
 }
 
 unsigned int ZProperties::numValues(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 559);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 545);
   }
   ZPropResourceLock guard(resourceLock);
   ZArrayList* values = cache->get(stanza, key, ZPCache::GET_ANY);
@@ -564,7 +550,7 @@ unsigned int ZProperties::numValues(const char* stanza, const char* key) {
 }
 
 unsigned int ZProperties::numValues(const char* fullKey) {
-  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 567);
+  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 553);
   ZPropResourceLock guard(resourceLock);
   ZArrayList* values = cache->get(fullKey, ZPCache::GET_ANY);
   return values != nullptr ? values->size() : 0;
@@ -572,18 +558,18 @@ unsigned int ZProperties::numValues(const char* fullKey) {
 
 ZArrayList* ZProperties::get(const char* stanza, const char* key) const {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 575);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 561);
   }
   return cache->get(stanza, key, ZPCache::GET_ANY);
 }
 
 void ZProperties::keyNames(const char* stanza, ZArrayList& list) const {
-  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 581);
+  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 567);
   cache->getNames(stanza, list);
 }
 
 void ZProperties::keyNames(ZArrayList& list) const {
-  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 586);
+  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 572);
   list.removeAll();
   cache->getNames(list);
 }
@@ -596,7 +582,7 @@ ZLCString* ZProperties::extractValue(ZPCache* from, const char* stanza, const ch
   if (values == nullptr || values->size() == 0) {
     if (mustExist) {
       ZPropertiesMissingPropertyException(fileName.getChars(), stanza, key)
-          .throwException("src/Z/ZProperties", 599);
+          .throwException("src/Z/ZProperties", 585);
     }
     return nullptr;
   }
@@ -619,10 +605,10 @@ void assignText(ZAbstractMutableString& out, const ZLCString& text) {
 void ZProperties::getValue(const char* stanza, const char* key, ZAbstractMutableString& out,
                            int mustExist, const char* defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 622);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 608);
   }
   if (mustExist && defaultValue != nullptr) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 625);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 611);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -665,10 +651,10 @@ int ZProperties::convertToBoolean(const char* text, int& out) {
 unsigned int ZProperties::getIntegerValue(const char* stanza, const char* key, int mustExist,
                                           unsigned int defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 668);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 654);
   }
   if (mustExist && defaultValue != 0) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 671);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 657);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -676,7 +662,7 @@ unsigned int ZProperties::getIntegerValue(const char* stanza, const char* key, i
   unsigned int result = 0;
   if (!convertToInt(value->getChars(), result)) {
     ZPropertiesInvalidNumValueException(fileName.getChars(), stanza, key, value->getChars())
-        .throwException("src/Z/ZProperties", 679);
+        .throwException("src/Z/ZProperties", 665);
   }
   return result;
 }
@@ -684,10 +670,10 @@ unsigned int ZProperties::getIntegerValue(const char* stanza, const char* key, i
 long long ZProperties::getLongLongValue(const char* stanza, const char* key, int mustExist,
                                         long long defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 687);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 673);
   }
   if (mustExist && defaultValue != 0) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 690);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 676);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -696,7 +682,7 @@ long long ZProperties::getLongLongValue(const char* stanza, const char* key, int
   char rest[2];
   if (std::sscanf(value->getChars(), "%lld%1s", &result, rest) != 1) {
     ZPropertiesInvalidNumValueException(fileName.getChars(), stanza, key, value->getChars())
-        .throwException("src/Z/ZProperties", 699);
+        .throwException("src/Z/ZProperties", 685);
   }
   return result;
 }
@@ -704,10 +690,10 @@ long long ZProperties::getLongLongValue(const char* stanza, const char* key, int
 int ZProperties::getBooleanValue(const char* stanza, const char* key, int mustExist,
                                  int defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 707);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 693);
   }
   if (mustExist && defaultValue != 0) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 710);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 696);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -715,7 +701,7 @@ int ZProperties::getBooleanValue(const char* stanza, const char* key, int mustEx
   int result = 0;
   if (!convertToBoolean(value->getChars(), result)) {
     ZPropertiesInvalidBoolValueException(fileName.getChars(), stanza, key, value->getChars())
-        .throwException("src/Z/ZProperties", 718);
+        .throwException("src/Z/ZProperties", 704);
   }
   return result;
 }
@@ -729,11 +715,11 @@ void ZProperties::getValues(const char* stanza, const char* key, ZArrayList& lis
 void ZProperties::getValues(const char* stanza, const char* key, ZArrayList& list,
                             int& isObfuscated, ZPropertyStringType type) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 732);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 718);
   }
-  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 734);
+  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 720);
   if (type != ZPROP_STRING_LOCAL && type != ZPROP_STRING_UTF8) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 736);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 722);
   }
   list.removeAll();
   ZPropResourceLock guard(resourceLock);
@@ -751,7 +737,7 @@ void ZProperties::getValues(const char* stanza, const char* key, ZArrayList& lis
 void ZProperties::getEntryComment(const char* stanza, const char* key,
                                   ZAbstractMutableString& out) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 754);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 740);
   }
   ZLCString comment;
   {
@@ -767,13 +753,13 @@ void ZProperties::checkAccess(const char* stanza, const char* key, int obfuscate
   if (cache->countValues(stanza, key) == 0 || !cache->contains(stanza, key)) return;
   int held = cache->isObfuscated(stanza, key);
   if (obfuscated ? !held : held) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 770);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 756);
   }
 }
 
 void ZProperties::setValue(const char* stanza, const char* key, const char* value, int obfuscated) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 776);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 762);
   }
   {
     ZPropResourceLock guard(resourceLock);
@@ -827,7 +813,7 @@ void setPlain(ZProperties& p, const char* stanza, const char* key, const char* t
 
 void ZProperties::setIntegerValue(const char* stanza, const char* key, unsigned int value) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 830);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 816);
   }
   ZLCString text(value);
   setPlain(*this, stanza, key, text.getChars());
@@ -835,7 +821,7 @@ void ZProperties::setIntegerValue(const char* stanza, const char* key, unsigned 
 
 void ZProperties::setLongLongValue(const char* stanza, const char* key, long long value) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 838);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 824);
   }
   char text[32];
   std::snprintf(text, sizeof text, "%lld", value);
@@ -844,14 +830,14 @@ void ZProperties::setLongLongValue(const char* stanza, const char* key, long lon
 
 void ZProperties::setBooleanValue(const char* stanza, const char* key, int value) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 847);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 833);
   }
   setPlain(*this, stanza, key, value ? "yes" : "no");
 }
 
 void ZProperties::deleteKey(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 854);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 840);
   }
   {
     ZPropResourceLock guard(resourceLock);
@@ -863,7 +849,7 @@ void ZProperties::deleteKey(const char* stanza, const char* key) {
 }
 
 void ZProperties::addFileComment(const char* comment) {
-  if (isBlank(comment)) ZInvalidParameterException().throwException("src/Z/ZProperties", 866);
+  if (isBlank(comment)) ZInvalidParameterException().throwException("src/Z/ZProperties", 852);
   ZLCString text(comment);
   checkComment(text);
   ZPropResourceLock guard(resourceLock);
@@ -873,7 +859,7 @@ void ZProperties::addFileComment(const char* comment) {
 
 void ZProperties::addEntryComment(const char* stanza, const char* key, const char* comment) {
   if (isBlank(stanza) || isBlank(key) || isBlank(comment)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 876);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 862);
   }
   ZLCString text(comment);
   checkComment(text);
@@ -884,7 +870,7 @@ void ZProperties::addEntryComment(const char* stanza, const char* key, const cha
 
 void ZProperties::setEntryComment(const char* stanza, const char* key, const char* comment) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 887);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 873);
   }
   ZLCString text(comment);
   if (comment != nullptr) checkComment(text);
@@ -945,7 +931,7 @@ ZPropertiesIterator::ZPropertiesIterator(ZProperties& p, const char* s)
       values(nullptr),
       index(-1),
       currentKey(nullptr) {
-  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZProperties", 948);
+  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZProperties", 934);
   keys = properties.getCache()->getNames(s);
 }
 
@@ -960,7 +946,7 @@ int ZPropertiesIterator::hasMore() const {
 void ZPropertiesIterator::nextEntry() {
   if (!hasMore()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 963);
+        .throwException("src/Z/ZProperties", 949);
   }
   values = nullptr;
   ++index;
@@ -978,7 +964,7 @@ ZArrayList* ZPropertiesIterator::getValues(const char* k) {
 const char* ZPropertiesIterator::entryName() const {
   if (currentKey == nullptr) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 981);
+        .throwException("src/Z/ZProperties", 967);
   }
   return currentKey->getChars();
 }
@@ -986,11 +972,11 @@ const char* ZPropertiesIterator::entryName() const {
 const char* ZPropertiesIterator::entryValue(int i) const {
   if (index == -1) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 989);
+        .throwException("src/Z/ZProperties", 975);
   }
   if (values == nullptr) return nullptr;
   if (i >= 0 && static_cast<unsigned int>(i) >= values->size()) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 993);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 979);
   }
   if (i < 0) return nullptr;
   ZLCString* value = static_cast<ZLCString*>(values->get(static_cast<unsigned int>(i)));
@@ -1002,7 +988,7 @@ unsigned int ZPropertiesIterator::keyCount() const { return keys != nullptr ? ke
 unsigned int ZPropertiesIterator::valueCount() const {
   if (index == -1) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1005);
+        .throwException("src/Z/ZProperties", 991);
   }
   return values != nullptr ? values->size() : 0;
 }
@@ -1025,7 +1011,7 @@ ZAbstractPropertyValuesIterator::ZAbstractPropertyValuesIterator(ZProperties& p,
       selector(sel) {
   if (s == nullptr || k == nullptr || (type != ZPROP_STRING_LOCAL && type != ZPROP_STRING_UTF8) ||
       sel < 0 || sel > 2) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 1028);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 1014);
   }
   if (sel != 0) properties.checkAccess(s, k, sel == 2);
   ZPCache* cache = properties.getCache();
@@ -1062,7 +1048,7 @@ unsigned int ZAbstractPropertyValuesIterator::valueCount() const {
 ZLCString* ZAbstractPropertyValuesIterator::nextValue() {
   if (!hasMore()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1065);
+        .throwException("src/Z/ZProperties", 1051);
   }
   ++index;
   if (index < 0) return nullptr;
@@ -1093,7 +1079,7 @@ ZLCString ZAbstractPropertyValuesIterator::localText(const char* text) const {
 void ZAbstractPropertyValuesIterator::changeValue(const char* text) {
   if (!isValid()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1096);
+        .throwException("src/Z/ZProperties", 1082);
   }
   ZLCString replacement(localText(text));
   values->set(static_cast<unsigned int>(index), &replacement);
@@ -1120,7 +1106,7 @@ void ZAbstractPropertyValuesIterator::addValue(const char* text) {
 void ZAbstractPropertyValuesIterator::removeValue() {
   if (!isValid()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1123);
+        .throwException("src/Z/ZProperties", 1109);
   }
   if (index == 0 && selector == 2) {
     properties.setValue(stanza.getChars(), key.getChars(), "");

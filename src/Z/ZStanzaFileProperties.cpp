@@ -2,8 +2,11 @@
 // obfuscated values, and the key/value lists and batch requests built on them.
 #include "Z/ZStanzaFileProperties.h"
 
+#include <pthread.h>
+
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -50,13 +53,32 @@ void appendLine(ZArrayList& lines, unsigned int type, const char* text) {
   line.release();
 }
 
+// A key's value record with its two empty slots, plain values first, then
+// obfuscated ones; key lists store clones of it.
+const ZArrayList& emptyRecord() {
+  static const ZArrayList* record = [] {
+    ZArrayList* r = new ZArrayList(2, 1);
+    ZArrayList slot(1, 1);
+    r->add(&slot);
+    r->add(&slot);
+    return r;
+  }();
+  return *record;
+}
+
+void appendPlain(ZArrayList& slot, const char* value) {
+  std::unique_ptr<ZLCString> copy(new ZLCString(value));
+  slot.addNoCopy(copy.get());
+  copy.release();
+}
+
 inline int errnoOr(int fallback) { return errno != 0 ? errno : fallback; }
 
 // Writes n bytes; a short write throws, naming the configuration file.
 void put(FILE* stream, const char* fileName, const char* text, size_t n) {
   if (n != 0 && std::fwrite(text, 1, n, stream) != n) {
     ZPropertiesIOException(fileName, "fwrite()", errnoOr(EIO))
-        .throwException("src/Z/ZStanzaFileProperties", 59);
+        .throwException("src/Z/ZStanzaFileProperties", 81);
   }
 }
 
@@ -64,11 +86,40 @@ inline void put(FILE* stream, const char* fileName, const ZAbstractString& text)
   put(stream, fileName, text.getChars(), text.getLength());
 }
 
+// Whether the writer can put these texts into the file so that they read
+// back as the same line; a text that cannot would read back as other lines
+// (or not at all), so the writer refuses it rather than damage the file.
+bool hasNewline(const ZAbstractString& s) {
+  return std::memchr(s.getChars(), '\n', s.getLength()) != nullptr;
+}
+
+bool fitsStanza(const ZAbstractString& s) {
+  return !hasNewline(s) && std::memchr(s.getChars(), ']', s.getLength()) == nullptr;
+}
+
+bool fitsKey(const ZAbstractString& s) {
+  const char* p = s.getChars();
+  while (isSpace(*p)) ++p;
+  return *p != '\0' && *p != '#' && *p != '[' && std::strpbrk(p, "=\n") == nullptr;
+}
+
+// Every line of a comment must begin, after blanks, with "#".
+bool fitsComment(const ZAbstractString& s) {
+  for (const char* p = s.getChars();; ++p) {
+    while (*p != '\n' && isSpace(*p)) ++p;
+    if (*p != '#') return false;
+    p = std::strchr(p, '\n');
+    if (p == nullptr) return true;
+  }
+}
+
+bool isBlank(const char* s) { return s == nullptr || *s == '\0'; }
+
 // Grows a malloc block to `capacity` bytes; failure throws (the block stays
 // valid and is freed by its owner).
 void growBlock(CBlock& block, size_t capacity) {
   void* grown = std::realloc(block.get(), capacity);
-  if (grown == nullptr) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 71);
+  if (grown == nullptr) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 122);
   block.release();
   block.reset(static_cast<char*>(grown));
 }
@@ -88,7 +139,7 @@ size_t readLine(FILE* stream, const char* fileName, CBlock& buffer, size_t& capa
   }
   if (c == EOF && ferror(stream)) {
     ZPropertiesIOException(fileName, "fgets()", errnoOr(EIO))
-        .throwException("src/Z/ZStanzaFileProperties", 91);
+        .throwException("src/Z/ZStanzaFileProperties", 142);
   }
   buffer.get()[length] = '\0';
   return length;
@@ -112,8 +163,9 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
   const bool keepComments = (attributes & kKeepComments) != 0;
   size_t capacity = kLineStep;
   CBlock buffer(static_cast<char*>(std::malloc(capacity)));
-  if (!buffer) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 115);
-  ZLCString stanza;  // the current stanza; empty before the first header
+  if (!buffer) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 166);
+  ZLCString stanza;          // the current stanza; empty before the first header
+  ZPKVList* keys = nullptr;  // its keys
   int lineNumber = 0;
   StreamLock streamLock(stream);
 
@@ -125,7 +177,7 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
     // A zero byte would silently cut the line short: refuse the file.
     if (std::strlen(line) != length) {
       ZPropertiesInvalidDataException(fileName, line, lineNumber)
-          .throwException("src/Z/ZStanzaFileProperties", 128);
+          .throwException("src/Z/ZStanzaFileProperties", 180);
     }
     while (length > 0 && isSpace(line[length - 1])) --length;
     line[length] = '\0';
@@ -140,31 +192,40 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
       char* close = std::strchr(p + 1, ']');
       if (close == nullptr) {
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
-            .throwException("src/Z/ZStanzaFileProperties", 143);
+            .throwException("src/Z/ZStanzaFileProperties", 195);
       }
       *close = '\0';
       if (contains(p + 1)) {
         *close = ']';
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
-            .throwException("src/Z/ZStanzaFileProperties", 149);
+            .throwException("src/Z/ZStanzaFileProperties", 201);
       }
       stanza = p + 1;
       set(p + 1, nullptr, nullptr);
+      keys = findStanza(p + 1);
       appendLine(lines, LINE_STANZA, p + 1);
     } else {
       char* eq = std::strchr(p, '=');
       if (stanza.isEmpty() || *p == '=' || eq == nullptr) {
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
-            .throwException("src/Z/ZStanzaFileProperties", 158);
+            .throwException("src/Z/ZStanzaFileProperties", 211);
       }
       char* keyEnd = eq;
       while (keyEnd > p && isSpace(keyEnd[-1])) --keyEnd;
       char* value = eq + 1;
       while (isSpace(*value)) ++value;
       *keyEnd = '\0';
-      const int existed = contains(stanza.getChars(), p);
-      add(stanza.getChars(), p, value, 0);
-      if (!existed) appendLine(lines, LINE_KEY, p);
+      // Work on the current stanza's keys directly: looking the stanza up
+      // again for every entry would cost more than all the rest.
+      ZLCConstString keyProbe(p);
+      ZArrayList* record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
+      if (record == nullptr) {
+        ZLCString keyName(p);
+        keys->putEntry(&keyName, &emptyRecord());
+        record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
+        appendLine(lines, LINE_KEY, p);
+      }
+      if (*value != '\0') appendPlain(*static_cast<ZArrayList*>(record->get(0)), value);
       if (stanza.equals(kConfigStanza) && std::strcmp(p, kSideFileKey) == 0) {
         const char* slash = std::strrchr(fileName, '/');
         if (*value == '\0') {
@@ -184,39 +245,73 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
   if (fileName == nullptr) fileName = "";
   ZLCString stanza;
   bool skip = false;
-  for (unsigned int i = 0; i < lines.size(); ++i) {
+  int lineNumber = 0;  // of the last line written
+  const ZAbstractString* refused = nullptr;
+  for (unsigned int i = 0; i < lines.size() && refused == nullptr; ++i) {
     const ZPropLine* line = static_cast<const ZPropLine*>(lines.get(i));
     if (line->type == LINE_STANZA) {
       stanza = line->text;
       // A stanza deleted from the data takes all its lines with it.
       skip = !contains(stanza.getChars());
-      if (!skip) {
-        put(stream, fileName, "[", 1);
-        put(stream, fileName, stanza);
-        put(stream, fileName, "]\n", 2);
+      if (skip) continue;
+      if (!fitsStanza(stanza)) {
+        refused = &line->text;
+        ++lineNumber;
+        break;
       }
+      put(stream, fileName, "[", 1);
+      put(stream, fileName, stanza);
+      put(stream, fileName, "]\n", 2);
+      ++lineNumber;
       continue;
     }
     if (skip) continue;
-    if (line->type == LINE_COMMENT || line->type == LINE_BLANK) {
+    if (line->type == LINE_BLANK || line->type == LINE_COMMENT) {
+      if (line->type == LINE_COMMENT && !fitsComment(line->text)) {
+        refused = &line->text;
+        ++lineNumber;
+        break;
+      }
       put(stream, fileName, line->text);
       put(stream, fileName, "\n", 1);
+      ++lineNumber;
+      for (const char* p = line->text.getChars(); (p = std::strchr(p, '\n')) != nullptr; ++p) {
+        ++lineNumber;
+      }
     } else if (line->type == LINE_KEY) {
       const char* key = line->text.getChars();
       if (!contains(stanza.getChars(), key)) continue;
+      ++lineNumber;
+      // Entries need a stanza header that reads back.
+      if (stanza.isEmpty() || !fitsKey(line->text)) {
+        refused = &line->text;
+        break;
+      }
       const ZArrayList* values = get(stanza.getChars(), key, GET_PLAIN);
       if (values != nullptr && values->size() != 0) {
         for (unsigned int v = 0; v < values->size(); ++v) {
+          const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
+          if (v != 0) ++lineNumber;
+          if (hasNewline(*value)) {
+            refused = value;
+            break;
+          }
           put(stream, fileName, line->text);
           put(stream, fileName, " = ", 3);
-          put(stream, fileName, *static_cast<const ZLCString*>(values->get(v)));
+          put(stream, fileName, *value);
           put(stream, fileName, "\n", 1);
         }
       } else if (!isObfuscated(stanza.getChars(), key)) {
         put(stream, fileName, line->text);
         put(stream, fileName, " =\n", 3);
+      } else {
+        --lineNumber;  // its values live in the side file
       }
     }
+  }
+  if (refused != nullptr) {
+    ZPropertiesInvalidDataException(fileName, refused->getChars(), lineNumber)
+        .throwException("src/Z/ZStanzaFileProperties", 314);
   }
 }
 
@@ -253,7 +348,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& buffer) {
   }
   if (!whole) {
     ZPropertiesInvalidDataException(name.getChars(), "", 0)
-        .throwException("src/Z/ZStanzaFileProperties", 256);
+        .throwException("src/Z/ZStanzaFileProperties", 351);
   }
   for (size_t pos = 0; pos < end;) {
     const char* stanza = data + pos;
@@ -267,7 +362,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& buffer) {
 void ZSCFData::be_write_obfuscated(ZBuffer& buffer) {
   size_t capacity = kPackStart;
   CBlock work(static_cast<char*>(std::malloc(capacity)));
-  if (!work) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 270);
+  if (!work) ZOutOfMemoryException().throwException("src/Z/ZStanzaFileProperties", 365);
   size_t filled = 0;
   for (unsigned int i = 0; i < obfuscatedItems.size(); ++i) {
     const ZObfuscatedItem* item = static_cast<const ZObfuscatedItem*>(obfuscatedItems.get(i));
@@ -311,3 +406,341 @@ void ZSCFData::be_write_obfuscated(ZBuffer& buffer) {
   }
   buffer.setLength(static_cast<unsigned long>(result));
 }
+
+// ---------------------------------------------------------------------------
+// ZKVEntry and ZPropertiesKVList
+
+ZKVEntry::ZKVEntry(ZAbstractMutableString* k, ZAbstractMutableString* v) : key(k), value(v) {}
+
+ZKVEntry::ZKVEntry(const ZKVEntry& other) : ZObject(other), key(nullptr), value(nullptr) {
+  std::unique_ptr<ZObject> k(other.key ? other.key->clone() : nullptr);
+  std::unique_ptr<ZObject> v(other.value ? other.value->clone() : nullptr);
+  key = static_cast<ZAbstractMutableString*>(k.release());
+  value = static_cast<ZAbstractMutableString*>(v.release());
+}
+
+ZKVEntry::~ZKVEntry() {
+  delete key;
+  delete value;
+}
+
+ZObject* ZKVEntry::clone() const { return new ZKVEntry(*this); }
+
+namespace {
+
+// A new string of the list's type holding `text` (converted when it is of
+// the other code set); null for a type that is not 0 or 8.
+ZAbstractMutableString* newString(ZPropertyStringType type, const ZAbstractString& text) {
+  std::unique_ptr<ZAbstractMutableString> s;
+  if (type == ZPROP_STRING_LOCAL) {
+    s.reset(new ZLCString());
+  } else if (type == ZPROP_STRING_UTF8) {
+    s.reset(new ZUTF8String());
+  } else {
+    return nullptr;
+  }
+  if (s->getCodesetHandle() == text.getCodesetHandle()) {
+    s->setChars(text);
+  } else {
+    s->convertFromCodeSet(text);
+  }
+  return s.release();
+}
+
+}  // namespace
+
+ZPropertiesKVList::ZPropertiesKVList(ZPropertyStringType type) : stringType(type), entries(10, 1) {}
+
+ZPropertiesKVList::ZPropertiesKVList(const ZPropertiesKVList& other)
+    : ZObject(other), stringType(other.stringType), entries(other.entries) {}
+
+ZPropertiesKVList& ZPropertiesKVList::operator=(const ZPropertiesKVList& other) {
+  if (this != &other) {
+    stringType = other.stringType;
+    entries = other.entries;
+  }
+  return *this;
+}
+
+ZPropertiesKVList::~ZPropertiesKVList() {}
+
+ZObject* ZPropertiesKVList::clone() const { return new ZPropertiesKVList(*this); }
+
+void ZPropertiesKVList::clear() { entries.removeAll(); }
+
+void ZPropertiesKVList::addItem(const ZAbstractString& key, const ZAbstractString& value) {
+  std::unique_ptr<ZAbstractMutableString> k(newString(stringType, key));
+  std::unique_ptr<ZAbstractMutableString> v(newString(stringType, value));
+  std::unique_ptr<ZKVEntry> entry(new ZKVEntry(k.get(), v.get()));
+  k.release();
+  v.release();
+  entries.addNoCopy(entry.get());
+  entry.release();
+}
+
+unsigned int ZPropertiesKVList::getItemCount() const { return entries.size(); }
+
+const ZKVEntry& ZPropertiesKVList::entryAt(unsigned int index) const {
+  const ZKVEntry* entry = static_cast<const ZKVEntry*>(entries.get(index));
+  if (entry == nullptr)
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 486);
+  return *entry;
+}
+
+ZAbstractMutableString* ZPropertiesKVList::getItemKey(unsigned int index) const {
+  return entryAt(index).key;
+}
+
+ZAbstractMutableString* ZPropertiesKVList::getItemValue(unsigned int index) const {
+  return entryAt(index).value;
+}
+
+// ---------------------------------------------------------------------------
+// ZStanzaFileProperties
+
+namespace {
+
+pthread_once_t factoryOnce = PTHREAD_ONCE_INIT;
+ZStanzaFileProperties::ZStanzaFilePropertiesFactory* factory = nullptr;
+
+void makeFactory() { ZStanzaFileProperties::init(); }
+
+// The string as local-code-set text.
+ZLCString localText(const ZObject* member) {
+  const ZAbstractString* s = dynamic_cast<const ZAbstractString*>(member);
+  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 511);
+  ZLCString text;
+  if (text.getCodesetHandle() == s->getCodesetHandle()) {
+    text.setChars(*s);
+  } else {
+    text.convertFromCodeSet(*s);
+  }
+  return text;
+}
+
+}  // namespace
+
+ZStanzaFileProperties::ZStanzaFilePropertiesFactory::ZStanzaFilePropertiesFactory() {}
+
+ZStanzaFileProperties::ZStanzaFilePropertiesFactory::~ZStanzaFilePropertiesFactory() {}
+
+ZProperties* ZStanzaFileProperties::ZStanzaFilePropertiesFactory::makePropertiesInstance() {
+  return new ZStanzaFileProperties(1);
+}
+
+ZStanzaFileProperties::ZStanzaFileProperties(const char* fileName, int keepComments)
+    : ZProperties(new ZSCFData()) {
+  getFactory();
+  if (keepComments) setAttributes(1, nullptr);
+  load(fileName);
+}
+
+ZStanzaFileProperties::ZStanzaFileProperties(int keepComments) : ZProperties(new ZSCFData()) {
+  getFactory();
+  if (keepComments) setAttributes(1, nullptr);
+}
+
+ZStanzaFileProperties::~ZStanzaFileProperties() {}
+
+ZSCFData& ZStanzaFileProperties::data() const { return *static_cast<ZSCFData*>(cache); }
+
+void ZStanzaFileProperties::addEntryComment(const char* stanza, const char* key,
+                                            const char* comment) {
+  ZProperties::addEntryComment(stanza, key, comment);
+}
+
+void ZStanzaFileProperties::checkComment(ZLCString& comment) {
+  ZLCString out;
+  const char* p = comment.getChars();
+  for (;;) {
+    const char* end = std::strchr(p, '\n');
+    const char* q = p;
+    while (q != end && *q != '\0' && isSpace(*q)) ++q;
+    if (*q != '#') out += '#';
+    if (end == nullptr) {
+      out += p;
+      break;
+    }
+    out.append(p, static_cast<unsigned int>(end - p + 1));
+    p = end + 1;
+  }
+  comment = out;
+}
+
+void ZStanzaFileProperties::addValue(const char* stanza, const char* key, const char* value,
+                                     int obfuscated) {
+  if (isBlank(value)) return;
+  if (isBlank(stanza) || isBlank(key)) {
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 574);
+  }
+  ZArrayList values(1, 1);
+  ZLCString text(value);
+  values.add(&text);
+  addValues(stanza, key, values, obfuscated);
+}
+
+void ZStanzaFileProperties::addValue(const char* stanza, const char* key, const ZLCString& value,
+                                     int obfuscated) {
+  addValue(stanza, key, value.getChars(), obfuscated);
+}
+
+void ZStanzaFileProperties::addValue(const char* stanza, const char* key, const ZUTF8String& value,
+                                     int obfuscated) {
+  ZLCString text(value);
+  addValue(stanza, key, text.getChars(), obfuscated);
+}
+
+void ZStanzaFileProperties::addValue(const char* stanza, const char* key,
+                                     const ZLCConstString& value, int obfuscated) {
+  addValue(stanza, key, value.getChars(), obfuscated);
+}
+
+void ZStanzaFileProperties::addValue(const char* stanza, const char* key,
+                                     const ZUTF8ConstString& value, int obfuscated) {
+  ZLCString text(value);
+  addValue(stanza, key, text.getChars(), obfuscated);
+}
+
+void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const ZArrayList& values,
+                                      int obfuscated) {
+  if (isBlank(stanza) || isBlank(key) || values.size() == 0) {
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 607);
+  }
+  ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
+  for (unsigned int i = 0; i < values.size(); ++i) {
+    ZLCString value = localText(values.get(i));
+    if (value.isEmpty()) continue;
+    // Never rewound: each value is looked for after the last one found.
+    bool found = false;
+    while (!found && it.hasMore()) found = it.nextValue()->equals(value.getChars());
+    if (!found) it.addValue(value.getChars());
+  }
+}
+
+void ZStanzaFileProperties::getStanza(const char* stanza, ZPropertiesKVList& list) {
+  if (isBlank(stanza))
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 622);
+  list.clear();
+  ZPropResourceLock guard(resourceLock);
+  ZStanzaIterator it(*this, stanza);
+  while (it.hasMore()) {
+    it.nextEntry();
+    const char* value = it.valueCount() != 0 ? it.entryValue(0) : nullptr;
+    list.addItem(ZLCConstString(it.entryName()), ZLCConstString(value ? value : ""));
+  }
+}
+
+void ZStanzaFileProperties::addStanza(const char* stanza) {
+  if (isBlank(stanza))
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 635);
+  {
+    ZPropResourceLock guard(resourceLock);
+    data().addStanzaLine(stanza);
+    setModified();
+  }
+  sendChangeNotice(ZPropertyChanged::PROPERTY_STYLE_DEFAULT, ZPropertyChanged::PROPERTY_ADDED,
+                   stanza, nullptr);
+}
+
+void ZStanzaFileProperties::deleteStanza(const char* stanza) {
+  if (isBlank(stanza))
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 647);
+  {
+    ZPropResourceLock guard(resourceLock);
+    data().delStanzaLine(stanza);
+    setModified();
+  }
+  sendChangeNotice(ZPropertyChanged::PROPERTY_STYLE_DEFAULT, ZPropertyChanged::PROPERTY_DELETED,
+                   stanza, nullptr);
+}
+
+void ZStanzaFileProperties::addStanzaComment(const char* stanza, const char* comment) {
+  if (isBlank(stanza) || isBlank(comment)) {
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 659);
+  }
+  ZLCString text(comment);
+  checkComment(text);
+  ZPropResourceLock guard(resourceLock);
+  data().addStanzaComment(stanza, text.getChars());
+  setModified();
+}
+
+void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, const char* value,
+                                        int obfuscated) {
+  if (isBlank(stanza) || isBlank(key) || isBlank(value)) {
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 671);
+  }
+  ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
+  while (it.hasMore()) it.nextValue();
+  it.addValue(value);
+}
+
+void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {
+  if (items == nullptr || count == 0) {
+    ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 680);
+  }
+  ZPropResourceLock guard(resourceLock);
+  for (int i = 0; i < count; ++i) {
+    ZStzFileItem& item = items[i];
+    const int mustExist = item.mustExist != 0;
+    switch (item.type) {
+      case 1:
+        *static_cast<int*>(item.result) =
+            getBooleanValue(item.stanza, item.key, mustExist, static_cast<int>(item.defaultValue));
+        break;
+      case 2:
+        *static_cast<unsigned int*>(item.result) = getIntegerValue(
+            item.stanza, item.key, mustExist, static_cast<unsigned int>(item.defaultValue));
+        break;
+      case 3:
+        getValue(item.stanza, item.key, *static_cast<ZAbstractMutableString*>(item.result),
+                 mustExist,
+                 reinterpret_cast<const char*>(static_cast<intptr_t>(item.defaultValue)));
+        break;
+      case 4:
+        getValues(item.stanza, item.key, *static_cast<ZArrayList*>(item.result),
+                  ZPROP_STRING_LOCAL);
+        break;
+      case 5:
+        getValues(item.stanza, item.key, *static_cast<ZArrayList*>(item.result), ZPROP_STRING_UTF8);
+        break;
+      case 6:
+        getStanza(item.stanza, *static_cast<ZPropertiesKVList*>(item.result));
+        break;
+      case 7:
+        *static_cast<long long*>(item.result) =
+            getLongLongValue(item.stanza, item.key, mustExist, item.defaultValue);
+        break;
+      default:
+        ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 715);
+    }
+  }
+}
+
+void ZStanzaFileProperties::getKeys(const char* stanza, ZArrayList& list) const {
+  keyNames(stanza, list);
+}
+
+ZStanzaFileProperties::ZStanzaFilePropertiesFactory& ZStanzaFileProperties::getFactory() {
+  pthread_once(&factoryOnce, makeFactory);
+  return *factory;
+}
+
+void ZStanzaFileProperties::init() {
+  if (factory == nullptr) factory = new ZStanzaFilePropertiesFactory();
+}
+
+// ---------------------------------------------------------------------------
+// Iterators
+
+ZStanzaIterator::ZStanzaIterator(ZStanzaFileProperties& properties, const char* stanza)
+    : ZPropertiesIterator(properties, stanza) {}
+
+ZStanzaIterator::~ZStanzaIterator() {}
+
+ZStanzaValueIterator::ZStanzaValueIterator(ZStanzaFileProperties& properties, const char* stanza,
+                                           const char* key, ZPropertyStringType stringType,
+                                           int selector)
+    : ZAbstractPropertyValuesIterator(properties, stanza, key, stringType, selector) {}
+
+ZStanzaValueIterator::~ZStanzaValueIterator() {}

@@ -234,7 +234,14 @@
 #define ZPropertiesIterator ZPropertiesIterator_7_0_0
 #define ZPropertyValuesIteratorInterface ZPropertyValuesIteratorInterface_7_0_0
 #define ZAbstractPropertyValuesIterator ZAbstractPropertyValuesIterator_7_0_0
+
 #define ZSCFData ZSCFData_7_0_0
+#define ZKVEntry ZKVEntry_7_0_0
+#define ZPropertiesKVList ZPropertiesKVList_7_0_0
+#define ZStzFileItem ZStzFileItem_7_0_0
+#define ZStanzaFileProperties ZStanzaFileProperties_7_0_0
+#define ZStanzaIterator ZStanzaIterator_7_0_0
+#define ZStanzaValueIterator ZStanzaValueIterator_7_0_0
 
 
 
