@@ -1,4 +1,5 @@
-// zbase tests: small value objects for the collection suites.
+// zbase tests: small value objects for the collection suites, and a check of
+// throw sites that the string suites share.
 #ifndef Z_TESTS_ZCOLLECTIONTESTOBJECTS_H_
 #define Z_TESTS_ZCOLLECTIONTESTOBJECTS_H_
 

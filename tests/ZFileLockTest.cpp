@@ -15,6 +15,7 @@
 
 using zproctest::Child;
 using zproctest::kQuietMs;
+using zproctest::Recorder;
 using zproctest::TempDir;
 
 namespace {
@@ -105,21 +106,6 @@ void writeRaw(const std::string& path, const void* data, size_t length) {
   close(fd);
 }
 
-struct Notice {
-  ZObservableInterface* source;
-  unsigned long sequence;
-  unsigned long last;
-};
-
-class Recorder : public ZObserverInterface {
- public:
-  void update(ZObservableInterface* source, const ZObservedParm& parm) override {
-    const ZSequenceUpdate& u = dynamic_cast<const ZSequenceUpdate&>(parm);
-    notices.push_back({source, u.getSequence(), u.getLastSequence()});
-  }
-  std::vector<Notice> notices;
-};
-
 // Counts the times the file itself is locked and released.
 class CountingLock : public ZUnixProcessReadWriteFileLock {
  public:
@@ -168,8 +154,7 @@ TEST(ZFileLockTest, LockFileNameIsPrefixedAndJoinedToTheDirectory) {
   EXPECT_STREQ("._zplapp", b.getLockFileName().getChars());
 
   ZUnixProcessReadWriteFileLock copy(a);
-  EXPECT_EQ(dir + "/._zplapp", copy.getLockFileName().getChars());
-  EXPECT_EQ(dir, copy.getLockDirName().getChars());
+  EXPECT_TRUE(copy == a);
   EXPECT_STREQ("._zpl", ZStubProcessReadWriteFileLock().getLockFileName().getChars());
 
   // Without a directory the file lives in the current directory.
@@ -307,9 +292,11 @@ TEST(ZFileLockTest, ThreadsOfOneProcessShareOneFileLock) {
   EXPECT_EQ(str("U U seq=30 pid=%ld size=12", me), probe());
 }
 
-TEST(ZFileLockTest, ProcessesShareReadLocksAndExcludeWriters) {
+TEST(ZFileLockTest, ReadersShareWritersExcludeAndLaterReadersQueueBehindAWaitingWriter) {
   TempDir d;
   const std::string dir = d.path();
+  // A process that takes the lock in `state`, says so, and holds it until
+  // told to release.
   auto holder = [dir](zlockstate state) {
     return [dir, state](Child& c) {
       ZUnixProcessReadWriteFileLock l("x", dir.c_str());
@@ -321,7 +308,7 @@ TEST(ZFileLockTest, ProcessesShareReadLocksAndExcludeWriters) {
       return 0;
     };
   };
-
+  Prober probe(d.file("._zplx"));
   ZUnixProcessReadWriteFileLock lock("x", dir.c_str());
   lock.readLock();
   Child reader(holder(kRead));
@@ -330,58 +317,25 @@ TEST(ZFileLockTest, ProcessesShareReadLocksAndExcludeWriters) {
 
   Child writer(holder(kWrite));
   EXPECT_EQ("trying", writer.receive());
-  EXPECT_EQ("<timeout>", writer.receive(kQuietMs));
+  // The writer has passed the gate and waits for the data range...
+  const std::string expected = str("R:%ld W:%ld ", getpid(), writer.pid());
+  EXPECT_EQ(0u, probe.waitFor(expected).rfind(expected, 0));
+  // ...so a reader coming after it queues at the gate.
+  Child lateReader(holder(kRead));
+  EXPECT_EQ("trying", lateReader.receive());
+  EXPECT_EQ("<timeout>", lateReader.receive(kQuietMs));
+
   lock.unlock();
   EXPECT_EQ("<timeout>", writer.receive(kQuietMs));  // the other reader remains
   reader.send("release");
-  EXPECT_EQ(0, reader.wait());
   EXPECT_EQ("got", writer.receive());
-
-  Child writer2(holder(kWrite));
-  EXPECT_EQ("trying", writer2.receive());
-  EXPECT_EQ("<timeout>", writer2.receive(kQuietMs));  // one writer at a time
+  EXPECT_EQ("<timeout>", lateReader.receive(kQuietMs));
   writer.send("release");
-  EXPECT_EQ(0, writer.wait());
-  EXPECT_EQ("got", writer2.receive());
-  writer2.send("release");
-  EXPECT_EQ(0, writer2.wait());
-}
-
-TEST(ZFileLockTest, WaitingWriterHoldsTheGateSoLaterReadersQueue) {
-  TempDir d;
-  const std::string dir = d.path();
-  auto holder = [dir](zlockstate state) {
-    return [dir, state](Child& c) {
-      ZUnixProcessReadWriteFileLock l("gate", dir.c_str());
-      c.send("trying");
-      l.lock(state);
-      c.send("got");
-      if (c.receive() != "release") return 1;
-      l.unlock();
-      return 0;
-    };
-  };
-  Prober probe(d.file("._zplgate"));
-  ZUnixProcessReadWriteFileLock lock("gate", dir.c_str());
-  lock.readLock();
-
-  Child writer(holder(kWrite));
-  EXPECT_EQ("trying", writer.receive());
-  // The writer has passed the gate and waits for the data range.
-  const std::string expected = str("R:%ld W:%ld ", getpid(), writer.pid());
-  EXPECT_EQ(0u, probe.waitFor(expected).rfind(expected, 0));
-
-  Child reader(holder(kRead));
-  EXPECT_EQ("trying", reader.receive());
-  EXPECT_EQ("<timeout>", reader.receive(kQuietMs));  // queued behind the writer
-  lock.unlock();
-  EXPECT_EQ("got", writer.receive());
-  EXPECT_EQ("<timeout>", reader.receive(kQuietMs));
-  writer.send("release");
-  EXPECT_EQ("got", reader.receive());
-  reader.send("release");
-  EXPECT_EQ(0, writer.wait());
+  EXPECT_EQ("got", lateReader.receive());
+  lateReader.send("release");
   EXPECT_EQ(0, reader.wait());
+  EXPECT_EQ(0, writer.wait());
+  EXPECT_EQ(0, lateReader.wait());
 }
 
 TEST(ZFileLockTest, AnotherProcessWriteIsReportedOnceAndTheReaderEndsHoldingWrite) {
@@ -602,63 +556,47 @@ TEST(ZFileLockTest, FailuresCarryErrnoAndReleaseWhatWasTaken) {
 TEST(ZFileLockTest, FileMapMapsCreatesExtendsAndReportsErrors) {
   UmaskScope mask;
   TempDir d;
-  const std::string empty = d.file("empty"), missing = d.file("missing"), made = d.file("made");
+  const std::string empty = d.file("empty"), made = d.file("made");
   writeRaw(empty, "", 0);
   int rc = -5;
-  {
-    ZUnixFileMap m(empty.c_str(), ZAbstractFileMap::readOnly, 1);
-    EXPECT_EQ(nullptr, m.mapfile(&rc, 0));
-    EXPECT_EQ(22, rc);
-    EXPECT_EQ(1, m.getFlag());
-  }
-  {
-    ZUnixFileMap m(missing.c_str(), ZAbstractFileMap::readOnly, 0);
-    EXPECT_EQ(nullptr, m.mapfile(&rc, 0));
-    EXPECT_EQ(22, rc);
-    EXPECT_EQ(nullptr, m.mapfile(&rc, 16));
-    EXPECT_EQ(ENOENT, rc);
-    EXPECT_EQ(nullptr, m.getAddress());
-  }
-  {
-    ZUnixFileMap m(made.c_str(), ZAbstractFileMap::readWriteCreate, 0);
-    char* p = static_cast<char*>(m.mapfile(&rc, 100));
-    ASSERT_NE(nullptr, p);
-    EXPECT_EQ(0, rc);
-    EXPECT_EQ(100u, m.getLength());
-    memcpy(p, "hello", 5);
-    m.unmapfile(&rc);
-    EXPECT_EQ(0, rc);
-    EXPECT_EQ(nullptr, m.getAddress());
-    struct stat st;
-    ASSERT_EQ(0, stat(made.c_str(), &st));
-    EXPECT_EQ(100, st.st_size);
-    EXPECT_EQ(0600u, st.st_mode & 0777u);
-  }
-  {
-    ZUnixFileMap m(made.c_str(), ZAbstractFileMap::readOnly, 0);
-    const char* p = static_cast<const char*>(m.mapfile(&rc, 0));  // the whole file
-    ASSERT_NE(nullptr, p);
-    EXPECT_EQ(100u, m.getLength());
-    EXPECT_EQ(0, memcmp(p, "hello\0\0", 7));
-  }
-  {
-    ZUnixFileMap m(made.c_str(), ZAbstractFileMap::readWriteCreate, 0);
-    ASSERT_NE(nullptr, m.mapfile(&rc, 200));  // extended to the length
-    struct stat st;
-    ASSERT_EQ(0, stat(made.c_str(), &st));
-    EXPECT_EQ(200, st.st_size);
-  }
-  {
-    // Any other mode maps read-write without extending.
-    ZUnixFileMap m(made.c_str(), static_cast<ZAbstractFileMap::zmapmode>(7), 0);
-    char* p = static_cast<char*>(m.mapfile(&rc, 50));
-    ASSERT_NE(nullptr, p);
-    p[0] = 'J';
-  }
-  std::ifstream in(made, std::ios::binary);
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(200u, text.size());
-  EXPECT_EQ("Jello", text.substr(0, 5));
+  ZUnixFileMap none(empty.c_str(), ZAbstractFileMap::readOnly, 1);
+  EXPECT_EQ(nullptr, none.mapfile(&rc, 0));  // nothing to map
+  EXPECT_EQ(22, rc);
+  EXPECT_EQ(1, none.getFlag());
+  ZUnixFileMap missing(d.file("missing").c_str(), ZAbstractFileMap::readOnly, 0);
+  EXPECT_EQ(nullptr, missing.mapfile(&rc, 16));
+  EXPECT_EQ(ENOENT, rc);
+
+  ZUnixFileMap create(made.c_str(), ZAbstractFileMap::readWriteCreate, 0);
+  char* p = static_cast<char*>(create.mapfile(&rc, 100));  // created and extended
+  ASSERT_NE(nullptr, p);
+  EXPECT_EQ(0, rc);
+  memcpy(p, "hello", 5);
+  create.unmapfile(&rc);
+  EXPECT_EQ(0, rc);
+  EXPECT_EQ(nullptr, create.getAddress());
+  struct stat st;
+  ASSERT_EQ(0, stat(made.c_str(), &st));
+  EXPECT_EQ(100, st.st_size);
+  EXPECT_EQ(0600u, st.st_mode & 0777u);
+
+  ZUnixFileMap whole(made.c_str(), ZAbstractFileMap::readOnly, 0);
+  const char* q = static_cast<const char*>(whole.mapfile(&rc, 0));
+  ASSERT_NE(nullptr, q);
+  EXPECT_EQ(100u, whole.getLength());
+  EXPECT_EQ(0, memcmp(q, "hello\0", 6));
+  // Any mode but 0 and 1 maps read-write without extending.
+  ZUnixFileMap other(made.c_str(), static_cast<ZAbstractFileMap::zmapmode>(7), 0);
+  p = static_cast<char*>(other.mapfile(&rc, 150));
+  ASSERT_NE(nullptr, p);
+  p[0] = 'J';
+  EXPECT_EQ('J', q[0]);  // both map the same file
+  ASSERT_EQ(0, stat(made.c_str(), &st));
+  EXPECT_EQ(100, st.st_size);
+  ZUnixFileMap grow(made.c_str(), ZAbstractFileMap::readWriteCreate, 0);
+  ASSERT_NE(nullptr, grow.mapfile(&rc, 200));
+  ASSERT_EQ(0, stat(made.c_str(), &st));
+  EXPECT_EQ(200, st.st_size);
 }
 
 // Throw sites record their own source line; keep the literals honest.

@@ -3,19 +3,14 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <sched.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Z/ZLocalHostName.h"
-#include "Z/ZMessage.h"
+#include "ZChildProcess.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
@@ -28,7 +23,7 @@ struct Conversion {
   Bytes written;
 };
 
-// Converts into a target of exactly room bytes, inside a larger buffer whose
+// Converts into a target of exactly `room` bytes, inside a larger buffer whose
 // remaining bytes must stay untouched.
 Conversion convert(const Units& in, size_t room) {
   Bytes buf(room + 8, 0xA5);
@@ -36,96 +31,44 @@ Conversion convert(const Units& in, size_t room) {
   unsigned char* dst = buf.data();
   int rc = zconvert_UTF16_to_UTF8(&src, in.data() + in.size(), &dst, buf.data() + room);
   for (size_t i = room; i < buf.size(); ++i) EXPECT_EQ(0xA5, buf[i]) << "byte " << i;
-  return {rc, static_cast<size_t>(src - in.data()),
-          Bytes(buf.data(), buf.data() + (dst - buf.data()))};
-}
-
-// Records the numbered messages instead of writing them.
-class RecordingService : public ZMessageService {
- public:
-  void outputMessage(const char* file, int line, int number, int count, const ZLCString* s1,
-                     const ZLCString*, const ZLCString*, const ZLCString*, const ZLCString*,
-                     const ZLCString*) const override {
-    text += std::string(file) + ":" + std::to_string(line) + " #" + std::to_string(number) +
-            " count " + std::to_string(count) + " [" + (s1 != nullptr ? s1->getChars() : "") +
-            "]\n";
-  }
-  void outputMessageUTF8(const char*, int, int, int, const ZUTF8String*, const ZUTF8String*,
-                         const ZUTF8String*, const ZUTF8String*, const ZUTF8String*,
-                         const ZUTF8String*) const override {}
-  void outputException(ZException&) const override {}
-  void outputException(const ZZException*, va_list) const override {}
-  mutable std::string text;
-};
-
-// Runs body in a child process and returns its exit status, or -1 when it
-// does not end in time.
-template <typename Body>
-int inChild(Body body) {
-  pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  int status = 0;
-  while (waitpid(pid, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return -1;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return {rc, static_cast<size_t>(src - in.data()), Bytes(buf.data(), dst)};
 }
 
 }  // namespace
 
-TEST(ZLocalHostNameTest, ReturnsTheOfficialNameOfTheHost) {
-  RecordingService service;
-  ZMessageService::setMessageService(&service);
-  ZLCString name = ZLocalHostName::getLocalHostName();
-  ZMessageService::setMessageService(nullptr);
-  char host[256];
-  ASSERT_EQ(0, gethostname(host, sizeof host));
-  struct hostent* entry = gethostbyname(host);
-  if (entry != nullptr) {
-    EXPECT_STREQ(entry->h_name, name.getChars());
-    EXPECT_EQ("", service.text);
-  } else {
-    EXPECT_STREQ("", name.getChars());
+TEST(ZLocalHostNameTest, ReturnsTheOfficialNameOrReportsTheFailure) {
+  {
+    RecordingMessageService service;
+    ZLCString name = ZLocalHostName::getLocalHostName();
+    char host[256];
+    ASSERT_EQ(0, gethostname(host, sizeof host));
+    struct hostent* entry = gethostbyname(host);
+    EXPECT_STREQ(entry != nullptr ? entry->h_name : "", name.getChars());
+    EXPECT_EQ(entry == nullptr, !service.messages().empty());
   }
-}
 
-TEST(ZLocalHostNameTest, UnknownHostIsReportedAndGivesAnEmptyName) {
-  // A host name the resolver rejects outright, set in a private host-name
-  // namespace of a child process (so that no network lookup is made).
-  int pipeFds[2];
-  ASSERT_EQ(0, pipe(pipeFds));
-  int status = inChild([&] {
-    close(pipeFds[0]);
+  // A name the resolver rejects outright, set in a host-name namespace of a
+  // child process of its own (so no network lookup is made).
+  int status = inChild([] {
     const char kName[] = "no such host!";
     if (unshare(CLONE_NEWUTS) != 0 || sethostname(kName, sizeof kName - 1) != 0) return 77;
-    RecordingService service;
-    ZMessageService::setMessageService(&service);
-    ZLCString name = ZLocalHostName::getLocalHostName();
-    ZMessageService::setMessageService(nullptr);
-    std::string out = "name [" + std::string(name.getChars()) + "]\n" + service.text;
-    return write(pipeFds[1], out.data(), out.size()) == (ssize_t)out.size() ? 0 : 1;
+    RecordingMessageService service;
+    EXPECT_STREQ("", ZLocalHostName::getLocalHostName().getChars());
+    std::vector<RecordingMessageService::Message> m = service.messages();
+    EXPECT_EQ(1u, m.size());
+    if (m.size() == 1) {
+      EXPECT_EQ("src/Z/ZLocalHostName", m[0].file);
+      EXPECT_EQ(63, m[0].line);
+      EXPECT_EQ(26, m[0].number);
+      // The one insert is errno in decimal, whatever the resolver left there.
+      EXPECT_EQ(1u, m[0].inserts.size());
+      EXPECT_EQ(std::string::npos, m[0].inserts.at(0).find_first_not_of("0123456789"));
+      EXPECT_FALSE(m[0].inserts.at(0).empty());
+    }
+    return testing::Test::HasFailure() ? 1 : 0;
   });
-  close(pipeFds[1]);
-  std::string out;
-  char buf[512];
-  ssize_t n;
-  while ((n = read(pipeFds[0], buf, sizeof buf)) > 0) out.append(buf, n);
-  close(pipeFds[0]);
   if (status == 77) GTEST_SKIP() << "cannot change the host name here";
-  ASSERT_EQ(0, status);
-  // The insert is errno in decimal, whatever the resolver left there.
-  std::string head = "name []\nsrc/Z/ZLocalHostName:63 #26 count 1 [";
-  ASSERT_EQ(head, out.substr(0, head.size())) << out;
-  std::string insert = out.substr(head.size(), out.size() - head.size() - 2);
-  EXPECT_EQ("]\n", out.substr(out.size() - 2));
-  EXPECT_FALSE(insert.empty());
-  EXPECT_EQ(std::string::npos, insert.find_first_not_of("0123456789")) << insert;
+  EXPECT_EQ(0, status);
 }
 
 TEST(ZLocalHostNameTest, ConvertsUTF16ToUTF8) {
@@ -133,22 +76,13 @@ TEST(ZLocalHostNameTest, ConvertsUTF16ToUTF8) {
     Units in;
     Bytes out;
   } cases[] = {
-      {{}, {}},
-      {{0x0000}, {0x00}},
-      {{0x0041}, {0x41}},
-      {{0x007F}, {0x7F}},
-      {{0x0080}, {0xC2, 0x80}},
-      {{0x00E9}, {0xC3, 0xA9}},
-      {{0x07FF}, {0xDF, 0xBF}},
-      {{0x0800}, {0xE0, 0xA0, 0x80}},
-      {{0x20AC}, {0xE2, 0x82, 0xAC}},
+      {{0x007F, 0x0080}, {0x7F, 0xC2, 0x80}},
+      {{0x07FF, 0x0800}, {0xDF, 0xBF, 0xE0, 0xA0, 0x80}},
       {{0xFFFF}, {0xEF, 0xBF, 0xBF}},
-      {{0xD800, 0xDC00}, {0xF0, 0x90, 0x80, 0x80}},
       {{0xD83D, 0xDE00}, {0xF0, 0x9F, 0x98, 0x80}},
       {{0xDBFF, 0xDFFF}, {0xF4, 0x8F, 0xBF, 0xBF}},
       // Unpaired surrogates are encoded like ordinary code points.
       {{0xDC00}, {0xED, 0xB0, 0x80}},
-      {{0xD83D}, {0xED, 0xA0, 0xBD}},
       {{0xD83D, 0x0041}, {0xED, 0xA0, 0xBD, 0x41}},
       {{0xDC00, 0xD800}, {0xED, 0xB0, 0x80, 0xED, 0xA0, 0x80}},
       {{0xD800, 0xD800, 0xDC00}, {0xED, 0xA0, 0x80, 0xF0, 0x90, 0x80, 0x80}},
@@ -186,10 +120,6 @@ TEST(ZLocalHostNameTest, StopsBeforeTheFirstCharacterThatDoesNotFit) {
     EXPECT_EQ(fits[room].units, r.consumed);
     EXPECT_EQ(Bytes(all.begin(), all.begin() + fits[room].bytes), r.written);
   }
-  Conversion euro = convert({0x20AC}, 2);
-  EXPECT_EQ(ZCONVERT_TARGET_EXHAUSTED, euro.result);
-  EXPECT_EQ(0u, euro.consumed);
-  EXPECT_TRUE(euro.written.empty());
 }
 
 TEST(ZLocalHostNameTest, SetsAndClearsCloseOnExec) {
@@ -207,5 +137,4 @@ TEST(ZLocalHostNameTest, SetsAndClearsCloseOnExec) {
   close(fds[0]);
   close(fds[1]);
   EXPECT_EQ(0, zsetfileinheritance(fds[0], 0));  // closed descriptor
-  EXPECT_EQ(0, zsetfileinheritancesocket(-1, 1));
 }

@@ -9,6 +9,8 @@
 #include "Z/ZProcessLock.h"
 #include "ZProcessLockTestSupport.h"
 
+using zproctest::Recorder;
+
 namespace {
 
 typedef ZReadWriteLockInterface::zlockstate zlockstate;
@@ -17,21 +19,6 @@ const zlockstate kRead = static_cast<zlockstate>(1);
 const zlockstate kProtect = static_cast<zlockstate>(2);
 const zlockstate kWrite = static_cast<zlockstate>(3);
 const unsigned long kInvalid = ZAbstractProcessReadWriteLock::invalidSequence;
-
-struct Notice {
-  ZObservableInterface* source;
-  unsigned long sequence;
-  unsigned long last;
-};
-
-class Recorder : public ZObserverInterface {
- public:
-  void update(ZObservableInterface* source, const ZObservedParm& parm) override {
-    const ZSequenceUpdate& u = dynamic_cast<const ZSequenceUpdate&>(parm);
-    notices.push_back({source, u.getSequence(), u.getLastSequence()});
-  }
-  std::vector<Notice> notices;
-};
 
 // Lets a test put the in-memory sequence where it wants it.
 class SettableStub : public ZStubProcessReadWriteLock {

@@ -24,6 +24,8 @@
 #include <thread>
 #include <vector>
 
+#include "Z/ZProcessLock.h"
+
 namespace zproctest {
 
 // Generous bounds: they only decide when a hang becomes a failure.
@@ -158,6 +160,21 @@ class Child {
   pid_t pid_ = -1;
   bool inChild_ = false;
   int status_ = -1;
+};
+
+// Records the sequence updates a lock sends its observers.
+class Recorder : public ZObserverInterface {
+ public:
+  struct Notice {
+    ZObservableInterface* source;
+    unsigned long sequence;
+    unsigned long last;
+  };
+  void update(ZObservableInterface* source, const ZObservedParm& parm) override {
+    const ZSequenceUpdate& u = dynamic_cast<const ZSequenceUpdate&>(parm);
+    notices.push_back({source, u.getSequence(), u.getLastSequence()});
+  }
+  std::vector<Notice> notices;
 };
 
 // Runs every function on its own thread and joins them within the bound. A

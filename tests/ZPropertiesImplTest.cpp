@@ -26,32 +26,27 @@ class TestCache : public ZPCategoryBasedCache {
   void be_write_obfuscated(ZBuffer&) override {}
 };
 
-std::string trim(const std::string& s) {
-  size_t b = s.find_first_not_of(" \t");
-  return b == std::string::npos ? "" : s.substr(b, s.find_last_not_of(" \t") - b + 1);
-}
-
 // Fills the cache the way the stanza reader does: lines appended in file
 // order, a key line only for a key's first occurrence, values added plain.
+// Lines are taken as they are: no blanks around names.
 void load(ZPCategoryBasedCache& cache, const char* text) {
   std::istringstream in(text);
-  std::string line, stanza;
-  while (std::getline(in, line)) {
-    std::string t = trim(line);
+  std::string t, stanza;
+  while (std::getline(in, t)) {
     if (t.empty()) {
       cache.lines.addNoCopy(new ZPropLine(LINE_BLANK, ""));
     } else if (t[0] == '#') {
       cache.lines.addNoCopy(new ZPropLine(LINE_COMMENT, t.c_str()));
     } else if (t[0] == '[') {
-      stanza = t.substr(1, t.find(']') - 1);
+      stanza = t.substr(1, t.size() - 2);
       cache.set(stanza.c_str(), nullptr, nullptr);
       cache.lines.addNoCopy(new ZPropLine(LINE_STANZA, stanza.c_str()));
     } else {
-      size_t eq = t.find('=');
-      std::string key = trim(t.substr(0, eq)), value = trim(t.substr(eq + 1));
-      int existed = cache.contains(stanza.c_str(), key.c_str());
+      size_t eq = t.find(" =");
+      std::string key = t.substr(0, eq), value = t.substr(std::min(eq + 3, t.size()));
+      if (!cache.contains(stanza.c_str(), key.c_str()))
+        cache.lines.addNoCopy(new ZPropLine(LINE_KEY, key.c_str()));
       cache.add(stanza.c_str(), key.c_str(), value.c_str(), 0);
-      if (!existed) cache.lines.addNoCopy(new ZPropLine(LINE_KEY, key.c_str()));
     }
   }
 }
@@ -63,34 +58,32 @@ std::string layout(const ZPCache& cache) {
   for (unsigned int i = 0; i < cache.lines.size(); ++i) {
     const ZPropLine* line = static_cast<const ZPropLine*>(cache.lines.get(i));
     if (i != 0) out += "|";
-    out += line->type == LINE_COMMENT  ? "C"
-           : line->type == LINE_BLANK  ? "B"
-           : line->type == LINE_STANZA ? "S"
-           : line->type == LINE_KEY    ? "K"
-                                       : "?";
+    out += "?CB?S???K"[line->type <= LINE_KEY ? line->type : 0];
     if (!line->text.isEmpty()) out += std::string(" ") + line->text.getChars();
   }
   return out;
 }
 
-// Values joined by ","; "null" for no list.
+// The members of a list of strings joined by ","; "null" for no list.
 std::string texts(const ZArrayList* list) {
   if (list == nullptr) return "null";
   std::string out;
   for (unsigned int i = 0; i < list->size(); ++i) {
-    if (i != 0) out += ",";
-    out += static_cast<const ZLCString*>(list->get(i))->getChars();
+    out += std::string(i != 0 ? "," : "") + static_cast<const ZLCString*>(list->get(i))->getChars();
   }
   return out;
+}
+
+const ZObfuscatedItem* mark(const ZPCache& cache, unsigned int i) {
+  return static_cast<const ZObfuscatedItem*>(cache.obfuscatedItems.get(i));
 }
 
 // The obfuscation marks as "stanza/key" joined by ",".
 std::string marks(const ZPCache& cache) {
   std::string out;
   for (unsigned int i = 0; i < cache.obfuscatedItems.size(); ++i) {
-    const ZObfuscatedItem* m = static_cast<const ZObfuscatedItem*>(cache.obfuscatedItems.get(i));
-    if (i != 0) out += ",";
-    out += std::string(m->stanza.getChars()) + "/" + m->key.getChars();
+    out += std::string(i != 0 ? "," : "") + mark(cache, i)->stanza.getChars() + "/" +
+           mark(cache, i)->key.getChars();
   }
   return out;
 }
@@ -130,7 +123,7 @@ const ZPCache::get_type_e ANY = ZPCache::GET_ANY;
 
 }  // namespace
 
-TEST(ZPropertiesImplTest, LinesCompareByKindThenText) {
+TEST(ZPropertiesImplTest, LinesAndMarksCompare) {
   ZPropLine comment(LINE_COMMENT, "#x"), key(LINE_KEY, "a"), blank(LINE_BLANK, nullptr);
   EXPECT_TRUE(blank.text.isEmpty());
   EXPECT_EQ(-1, comment.compare(key));  // kind first, whatever the texts
@@ -144,13 +137,23 @@ TEST(ZPropertiesImplTest, LinesCompareByKindThenText) {
   EXPECT_GT(m.compare(ZObfuscatedItem(ZLCString("s"), ZLCString("j"))), 0);
   EXPECT_LT(m.compare(ZObfuscatedItem(ZLCString("t"), ZLCString("a"))), 0);
 
-  TestCache cache;
-  ASSERT_NE(nullptr, ZPCache::empty_);
-  EXPECT_TRUE(ZPCache::empty_->isEmpty());
+  struct Case {
+    const char* pattern;
+    const char* text;
+    int match;
+  } cases[] = {{"#port=", "# port = 80", 1},  {"#port=", "  #  p o r t=x", 1},
+               {"#port=", "# port", 0},       {"#port=", "#\tport = 80", 0},
+               {"#port=", "# portal = 1", 0}, {"", "anything", 1}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.pattern) + " / " + c.text);
+    EXPECT_EQ(c.match, isCommentWeWant(c.pattern, c.text));
+  }
 }
 
 TEST(ZPropertiesImplTest, FullKeyKeepsWholeTextAsStanza) {
   TestCache cache;
+  ASSERT_NE(nullptr, ZPCache::empty_);
+  EXPECT_TRUE(ZPCache::empty_->isEmpty());
   ZLCString stanza("old"), key("old");
   cache.validateKey("db.port.x", stanza, key);
   EXPECT_STREQ("db.port.x", stanza.getChars());
@@ -172,10 +175,10 @@ TEST(ZPropertiesImplTest, FullKeyKeepsWholeTextAsStanza) {
   cache.makeKey(made, "a", "b");
   EXPECT_STREQ("a.b", made.getChars());
 
-  expectInvalidParameter([&] { cache.validateKey(nullptr, stanza, key); }, 319);
-  expectInvalidParameter([&] { cache.set("nodot", "v"); }, 323);
-  expectInvalidParameter([&] { cache.get("nodot", ANY); }, 323);
-  expectInvalidParameter([&] { cache.addLine("nodot", "v", 0); }, 323);
+  expectInvalidParameter([&] { cache.validateKey(nullptr, stanza, key); }, 326);
+  expectInvalidParameter([&] { cache.set("nodot", "v"); }, 330);
+  expectInvalidParameter([&] { cache.addLine("nodot", "v", 0); }, 330);
+  EXPECT_STREQ("db.port.x", stanza.getChars());
   EXPECT_EQ(2u, cache.count());
   EXPECT_EQ("", layout(cache));
 }
@@ -211,7 +214,6 @@ TEST(ZPropertiesImplTest, ValueSlotsAndMarks) {
   EXPECT_EQ(0, obf);
   EXPECT_EQ(nullptr, cache.get("s", "k", obf, static_cast<ZPCache::get_type_e>(3)));
   EXPECT_EQ(1u, cache.countValues("s", "k"));
-  EXPECT_EQ("s/k", marks(cache));
 
   // set drops everything, the mark included.
   cache.set("s", "k", "v");
@@ -228,24 +230,46 @@ TEST(ZPropertiesImplTest, ValueSlotsAndMarks) {
   EXPECT_EQ("secret2", texts(cache.get("s", "k", ANY)));
   cache.setObfuscated("s", "k", "");
   EXPECT_EQ("s/j", marks(cache));
-  EXPECT_TRUE(cache.contains("s", "k"));
   EXPECT_FALSE(cache.isObfuscated("s", "k"));
   cache.set("s", "j", "");
   EXPECT_EQ("", marks(cache));
+  EXPECT_TRUE(cache.contains("s", "j"));
   EXPECT_EQ(0u, cache.countValues("s", "j"));
 
-  // Setting a key to its own stored value.
-  cache.add("s", "m", "same", 0);
-  cache.set("s", "m", static_cast<const ZLCString*>(cache.get("s", "m", ANY)->get(0))->getChars());
-  EXPECT_EQ("same", texts(cache.get("s", "m", ANY)));
-
   // Keys keep insertion order; the stanza-only set creates an empty stanza.
-  EXPECT_EQ("k,j,m", texts(cache.getNames("s")));
-  EXPECT_EQ(3u, cache.keyCount("s"));
+  EXPECT_EQ("k,j", texts(cache.getNames("s")));
+  EXPECT_EQ(2u, cache.keyCount("s"));
   cache.set("empty", nullptr, "ignored");
   EXPECT_TRUE(cache.contains("empty"));
   EXPECT_EQ(0u, cache.keyCount("empty"));
   EXPECT_EQ(nullptr, cache.getNames("missing"));
+}
+
+TEST(ZPropertiesImplTest, NamesAndValuesOfTheCacheItselfCanBePassedIn) {
+  TestCache cache;
+  cache.add("s", "m", "same", 0);
+  cache.set("s", "m", static_cast<const ZLCString*>(cache.get("s", "m", ANY)->get(0))->getChars());
+  EXPECT_EQ("same", texts(cache.get("s", "m", ANY)));
+
+  for (const char* k : {"a", "b", "c"}) cache.setObfuscated("s", k, "1");
+  // Each call frees the mark whose names it was given.
+  cache.setObfuscated(mark(cache, 0)->stanza.getChars(), mark(cache, 0)->key.getChars(), "2");
+  EXPECT_EQ("s/b,s/c,s/a", marks(cache));
+  EXPECT_EQ("2", texts(cache.get("s", "a", ANY)));
+  cache.remove(mark(cache, 0)->stanza.getChars(), mark(cache, 0)->key.getChars());
+  EXPECT_EQ("s/c,s/a", marks(cache));
+  EXPECT_EQ("m,a,c", texts(cache.getNames("s")));
+  // A key name held by the key list, which the removal frees.
+  cache.remove("s", static_cast<const ZLCString*>(cache.getNames("s")->get(0))->getChars());
+  EXPECT_EQ("a,c", texts(cache.getNames("s")));
+
+  // A mark left behind by a stanza removal names a key that is gone.
+  cache.remove("s");
+  EXPECT_EQ("s/a", marks(cache));
+  cache.addLine(mark(cache, 0)->stanza.getChars(), mark(cache, 0)->key.getChars(), "v", 0);
+  EXPECT_EQ("", marks(cache));
+  EXPECT_EQ("B|S s|K a", layout(cache));
+  EXPECT_EQ("v", texts(cache.get("s", "a", ANY)));
 }
 
 TEST(ZPropertiesImplTest, RemovalLeavesLayoutAndHalfTheStanzaMarks) {
@@ -264,10 +288,6 @@ TEST(ZPropertiesImplTest, RemovalLeavesLayoutAndHalfTheStanzaMarks) {
   cache.remove("client", "x");
   EXPECT_EQ("retries,timeout", texts(cache.getNames("client")));
   EXPECT_EQ("server/b", marks(cache));
-  // Removing a key through the cache's own name of it.
-  cache.remove("client",
-               static_cast<const ZLCString*>(cache.getNames("client")->get(0))->getChars());
-  EXPECT_EQ("timeout", texts(cache.getNames("client")));
   cache.remove("client", "missing");
   cache.remove("missing", "x");
   cache.remove("missing");
@@ -276,9 +296,9 @@ TEST(ZPropertiesImplTest, RemovalLeavesLayoutAndHalfTheStanzaMarks) {
   ZArrayList names(10, 0);
   names.add(ZPCache::empty_);
   cache.getNames("client", names);  // emptied first
-  EXPECT_EQ("timeout", texts(&names));
+  EXPECT_EQ("retries,timeout", texts(&names));
   cache.getNames("missing", names);  // untouched
-  EXPECT_EQ("timeout", texts(&names));
+  EXPECT_EQ("retries,timeout", texts(&names));
 
   cache.setAttributes(4, &cache);
   cache.setAttributes(1, nullptr);
@@ -307,7 +327,8 @@ TEST(ZPropertiesImplTest, CopyDropsMarksButKeepsValues) {
   EXPECT_EQ(layout(cache), layout(*copy));
   EXPECT_EQ("retries,timeout", texts(copy->getNames("client")));
 
-  // The copy is independent, and marks made in it are its own.
+  // The copy is independent, and marks made in it are its own (and freed
+  // with it, although its list does not own them).
   copy->set("client", "retries", "9");
   copy->setObfuscated("client", "token", "t");
   copy->setObfuscated("client", "token2", "t");
@@ -332,12 +353,8 @@ TEST(ZPropertiesImplTest, ListDumpsDataInMapOrder) {
   cache.list(stream);
   std::fclose(stream);
   // Map order (hash buckets), not file order; keys in insertion order.
-  EXPECT_STREQ(
-      "\n[delta]\n"
-      "\n[beta]\nempty =\nhidden =\n"
-      "\n[log]\nz = last\n"
-      "\n[alpha]\nk = 1\nk = 2\n",
-      buffer);
+  EXPECT_STREQ("\n[delta]\n\n[beta]\nempty =\nhidden =\n\n[log]\nz = last\n\n[alpha]\nk = 1\nk = 2\n",
+               buffer);
   std::free(buffer);
 }
 
@@ -353,7 +370,6 @@ TEST(ZPropertiesImplTest, AddLineFollowsTemplateOrLastKey) {
   // A new stanza: a blank line, its header and the key at the end.
   cache.addLine("extra", "on", "yes", 1);
   cache.addLine("extra", nullptr, nullptr, 0);
-  // "key =": the key exists without values and has its one line.
   cache.addLine("extra", "blank", "", 0);
   cache.addLine("extra.blank", "v", 0);  // full key: stanza "extra.blank"
   EXPECT_EQ(
@@ -371,22 +387,6 @@ TEST(ZPropertiesImplTest, AddLineFollowsTemplateOrLastKey) {
   load(other, "[s]\n#\tport = 1\n# port=2\na = 1\n");
   other.addLine("s", "port", "3", 0);
   EXPECT_EQ("S s|C #\tport = 1|C # port=2|K a|K port", layout(other));
-}
-
-TEST(ZPropertiesImplTest, CommentTemplateMatching) {
-  struct Case {
-    const char* pattern;
-    const char* text;
-    int match;
-  } cases[] = {
-      {"#port=", "# port = 80", 1},  {"#port=", "#port=", 1}, {"#port=", "  #  p o r t=", 1},
-      {"#port=", "#port=x", 1},      {"#port=", "# port", 0}, {"#port=", "#\tport = 80", 0},
-      {"#port=", "# portal = 1", 0}, {"#port=", "", 0},       {"", "anything", 1},
-      {"#a b=", "# a b = 1", 0}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.pattern) + " / " + c.text);
-    EXPECT_EQ(c.match, isCommentWeWant(c.pattern, c.text));
-  }
 }
 
 TEST(ZPropertiesImplTest, LineCommentsStackAndGoAsABlock) {
@@ -416,7 +416,6 @@ TEST(ZPropertiesImplTest, LineCommentsStackAndGoAsABlock) {
   out = "kept";
   cache.getLineComment("server", "host", out);
   cache.getLineComment("server", "missing", out);
-  cache.getLineComment("missing", "host", out);
   EXPECT_STREQ("kept", out.getChars());
 
   // setLineComment replaces the block with the blank lines around it.
@@ -447,7 +446,6 @@ TEST(ZPropertiesImplTest, DeletingKeysAndStanzas) {
       "C # Sample server configuration|B|S server|K host|C # port = 80|B|C # The log level|B|"
       "S client|K retries|K timeout|K level",
       layout(cache));
-  cache.delLine("server", "missing");
   cache.delLine("client.timeout");  // stanza "client.timeout": nothing there
   EXPECT_TRUE(cache.contains("client", "timeout"));
 
@@ -476,8 +474,7 @@ TEST(ZPropertiesImplTest, FileAndStanzaComments) {
   TestCache bare;
   load(bare, "[s]\na = 1\n\n# later\n");
   bare.addFileComment("# top");
-  bare.addFileComment("# second");
-  EXPECT_EQ("C # top|C # second|B|S s|K a|B|C # later", layout(bare));
+  EXPECT_EQ("C # top|B|S s|K a|B|C # later", layout(bare));
 
   TestCache cache;
   load(cache, kSample);

@@ -28,16 +28,16 @@
 namespace {
 
 // Throw sites of src/Z/ZProperties that the tests pin.
-const int kLineLoadOpen = 286;
-const int kLineReloadNoName = 337;
-const int kLineBlankArgument = 654;
-const int kLineMissing = 585;
-const int kLineIntValue = 665;
-const int kLineBoolValue = 704;
-const int kLineMustExistWithDefault = 696;
-const int kLineCheckAccess = 756;
-const int kLineIteratorPastEnd = 949;
-const int kLineEntryValueBeforeStep = 975;
+const int kLineLoadOpen = 290;
+const int kLineReloadNoName = 341;
+const int kLineBlankArgument = 658;
+const int kLineMissing = 589;
+const int kLineIntValue = 669;
+const int kLineBoolValue = 708;
+const int kLineMustExistWithDefault = 700;
+const int kLineCheckAccess = 760;
+const int kLineIteratorPastEnd = 954;
+const int kLineEntryValueBeforeStep = 980;
 
 // The stanza file cache, with comments kept and a writer that can be made
 // to fail half way.
@@ -616,6 +616,36 @@ TEST_F(ZPropertiesTest, TheRegistryReloadsChangedFilesUnlessTheyHoldUnsavedChang
   EXPECT_EQ(p->getTimeStamp(), stamp);
   EXPECT_EQ(0, checkAndSetTimeStamp(file.c_str(), stamp));
   EXPECT_EQ(0, checkAndSetTimeStamp(path("none").c_str(), stamp));
+}
+
+TEST_F(ZPropertiesTest, ThreadsShareOneObject) {
+  std::string file = path("threads.conf");
+  TestProperties p;
+  Recorder r;
+  p.addObserver(&r);
+  auto setter = std::async(std::launch::async, [&] {
+    for (int i = 0; i < 200; ++i) p.setIntegerValue("s", ("k" + std::to_string(i % 20)).c_str(), i);
+  });
+  auto reader = std::async(std::launch::async, [&] {
+    unsigned int seen = 0;
+    for (int i = 0; i < 100; ++i) {
+      ZPropertiesIterator it(p, "s");
+      while (it.hasMore()) {
+        it.nextEntry();
+        seen += it.valueCount();
+      }
+      p.store(file.c_str());
+      seen += p.isModified();
+    }
+    return seen;
+  });
+  ASSERT_EQ(std::future_status::ready, setter.wait_for(std::chrono::seconds(60)));
+  ASSERT_EQ(std::future_status::ready, reader.wait_for(std::chrono::seconds(60)));
+  reader.get();
+  EXPECT_EQ(200u, r.notices.size());
+  p.store(nullptr);
+  TestProperties back(file.c_str());
+  EXPECT_EQ(199u, back.getIntegerValue("s", "k19", 1, 0));
 }
 
 TEST_F(ZPropertiesTest, CommentsGoAboveTheirKeys) {

@@ -12,6 +12,7 @@
 #include "Z/ZMessage.h"
 #include "Z/ZStringTokenizer.h"
 #include "Z/ZUTF8String.h"
+#include "ZCollectionTestObjects.h"
 
 namespace {
 
@@ -22,19 +23,6 @@ std::vector<std::string> words(ZStringTokenizer& t) {
 }
 
 typedef std::vector<std::string> Words;
-
-// Runs f, which must throw E; checks number, module and line.
-template <typename E, typename F>
-void expectThrow(F f, int number, const char* module, int line) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception";
-  } catch (E& e) {
-    EXPECT_EQ(static_cast<unsigned long>(number), e.getErrorNumber());
-    EXPECT_STREQ(module, e.who());
-    EXPECT_EQ(line, e.where());
-  }
-}
 
 }  // namespace
 
@@ -111,21 +99,21 @@ TEST(ZStringTokenizerTest, MultibyteDelimitersMatchWholeCharacters) {
 TEST(ZStringTokenizerTest, RejectsMixedCodeSetsAndUnmeasurableText) {
   ZLCString lc("a b");
   ZUTF8String utf8Token;
-  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token); }, kZMsgUnsupported,
+  expectThrowAt<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token); }, kZMsgUnsupported,
                                      "src/Z/ZStringTokenizer", 97);
-  expectThrow<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token, ZLCString(",")); },
+  expectThrowAt<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token, ZLCString(",")); },
                                      kZMsgUnsupported, "src/Z/ZStringTokenizer", 72);
 
   // A malformed byte among delimiters, then inside a word.
   ZUTF8String bad("ok \xff"), token;
   ZStringTokenizer t(bad, token);
   EXPECT_STREQ("ok", t.getNext()->getChars());
-  expectThrow<ZKELMBLenException>([&] { t.hasMore(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
+  expectThrowAt<ZKELMBLenException>([&] { t.hasMore(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
                                   269);
   ZUTF8String truncated("ab\xe2\x82"), token2;
   ZStringTokenizer t2(truncated, token2);
   EXPECT_TRUE(t2.hasMore());
-  expectThrow<ZKELMBLenException>([&] { t2.getNext(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
+  expectThrowAt<ZKELMBLenException>([&] { t2.getNext(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
                                   331);
 }
 

@@ -146,7 +146,8 @@ TEST(zsnprintfTest, FloatingPointAgreesWithSystemPrintfAtAnyLength) {
                            1e-300,    1e300,      DBL_MAX,  DBL_MIN, 123456789.125,
                            1.0 / 0.0, -1.0 / 0.0, 0.0 / 0.0};
   Agreement a;
-  for (const char* f : kFlagSets) {
+  // Each flag once and all together: the engine passes them on to the C library.
+  for (const char* f : {"", "-", "0", "+", " ", "#", "'", "-0+ #", "0#+"}) {
     for (const char* w : {"", "12", "130"}) {
       for (const char* p : {"", ".", ".0", ".3", ".17", ".120"}) {
         for (const char* conv : {"e", "E", "f", "g", "G"}) {
@@ -205,7 +206,6 @@ TEST(zsnprintfTest, DocumentedResultsAndPositionalArguments) {
   EXPECT_EQ("<-1>", zfmt("[%1$*s]", "abc", 5));
   // Numbering carries on after a positional number.
   EXPECT_EQ("a b", zfmt("%1$s %s", "a", "b"));
-  EXPECT_EQ("c b a", zfmt("%3$s %2$s %1$s", "a", "b", "c"));
   EXPECT_EQ("<-1>", zfmt("%2$s %s", "a", "b", "c"));  // 2, then 3: 1 is never used
   // One argument shown twice in different ways.
   EXPECT_EQ("255 ff 0377 FF", zfmt("%1$d %1$x %1$#o %1$X", 255));
@@ -226,13 +226,13 @@ TEST(zsnprintfTest, DocumentedResultsAndPositionalArguments) {
 
 TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   // Conversions and lengths the engine does not know make the format invalid.
-  for (const char* bad : {"%lf",    "%hf",    "%le",     "%lg",           "%n",
-                          "%F",     "%a",     "%A",      "%jd",           "%zd",
-                          "%td",    "%hhd",   "%hld",    "%lhd",          "%lld%llld",
-                          "%Lld",   "%qhd",   "%Ll",     "%ls",           "%lc",
-                          "%hs",    "%lp",    "%w",      "abc%",          "%5",
-                          "%-",     "%0$d",   "%5*d",    "%*5d",          "%*1$d",
-                          "%.*1$d", "%1$*1d", "%1$.*2d", "%99999999999d", "%.99999999999d"}) {
+  for (const char* bad : {"%lf",   "%hf",    "%le",     "%lg",           "%n",
+                          "%F",    "%a",     "%A",      "%jd",           "%zd",
+                          "%td",   "%hhd",   "%hld",    "%lhd",          "%lld%llld",
+                          "%Lld",  "%qhd",   "%Ll",     "%hls",          "%w",
+                          "abc%",  "%5",     "%-",      "%0$d",          "%5*d",
+                          "%*5d",  "%*1$d",  "%.*1$d",  "%1$*1d",        "%1$.*2d",
+                          "%99999999999d",   "%.99999999999d"}) {
     SCOPED_TRACE(bad);
     char buf[16] = "untouched";
     EXPECT_EQ(-1, zsnprintf(buf, sizeof buf, bad, 1, 2));
@@ -245,6 +245,8 @@ TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   EXPECT_EQ("<-1>", zfmt("%1$f %1$Lf", 1.0));
   EXPECT_EQ("<-1>", zfmt("%1000000$d", 1));
 
+  // A length on c, C, s, S or p changes nothing: "%ls" is "%s", not a wide string.
+  EXPECT_EQ("[x][y][0x10][  z]", zfmt("[%ls][%hc][%lp][%3Ls]", "x", 'y', reinterpret_cast<void*>(0x10), "z"));
   // "L", "ll" and "q" select long double and long long.
   EXPECT_EQ("1.500000 2.50e+00 3", zfmt("%Lf %.2qe %llg", 1.5L, 2.5L, 3.0L));
   EXPECT_EQ("-9223372036854775808 18446744073709551615 -5",
@@ -286,6 +288,7 @@ TEST(zsnprintfTest, WideCharactersGoThroughTheCodeSet) {
       "b  |",
       render("%-9S|", 64, text));
   EXPECT_EQ("6:[\xe2\x82\xac ]", render("[%-4C]", 64, 0x20ac));
+  EXPECT_EQ("4:a\xe2\x82\xac", render("%.5lS", 64, text));  // a length changes nothing
   EXPECT_EQ("2:[]", render("[%S]", 64, static_cast<const unsigned short*>(nullptr)));
   // Out of room inside a character: the cut is made before it.
   EXPECT_EQ("7:a", render("%S", 3, text));

@@ -63,14 +63,9 @@ void ZArrayMap::removeEntry(ZObject* probe) {
 
 void ZArrayMap::list(ZList& target) const { target.addList(*this); }
 
-unsigned int ZArrayMap::getIndex(const ZObject* probe) const {
-  if (probe == nullptr) return kNotFound;
-  for (unsigned int i = 0, n = ZArrayList::size(); i < n; ++i) {
-    const ZObject* member = get(i);
-    if (member != nullptr && probe->equals(*member)) return i;
-  }
-  return kNotFound;
-}
+// The list's own search: the probe's equals() from the front, nulls passed
+// over, without a virtual get() per member.
+unsigned int ZArrayMap::getIndex(const ZObject* probe) const { return ZArrayList::indexOf(probe); }
 
 // ---- ZHashMap ----------------------------------------------------------
 

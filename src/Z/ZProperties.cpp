@@ -29,6 +29,10 @@ const size_t kSideFileCwdSize = 4096;
 
 int isBlank(const char* s) { return s == nullptr || *s == '\0'; }
 
+// The modified and loading flags are read without the object's lock (by
+// isModified and on the way to a notice), so they are written atomically.
+void setFlag(int& flag, int value) { __atomic_store_n(&flag, value, __ATOMIC_RELAXED); }
+
 // For calls whose failure changes nothing for the caller.
 void ignoreResult(int) {}
 
@@ -143,7 +147,7 @@ class MemoryText {
 void writeSideFile(const char* sideFile, const ZBuffer& data, const struct stat& config) {
   int fd = ::open(sideFile, O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (fd < 0) {
-    ZPropertiesIOException(sideFile, "fopen(w)", errno).throwException("src/Z/ZProperties", 146);
+    ZPropertiesIOException(sideFile, "fopen(w)", errno).throwException("src/Z/ZProperties", 150);
   }
   FdCloser closer(fd);
   // Results ignored: only the owner may give a file away, and the mode
@@ -155,17 +159,17 @@ void writeSideFile(const char* sideFile, const ZBuffer& data, const struct stat&
   int rc = reserve(fd, length, oldSize);
   if (rc != 0) {
     ZPropertiesIOException(sideFile, "posix_fallocate()", rc)
-        .throwException("src/Z/ZProperties", 158);
+        .throwException("src/Z/ZProperties", 162);
   }
   rc = writeAll(fd, static_cast<const char*>(data.getBuffer()), length);
   if (rc != 0) {
-    ZPropertiesIOException(sideFile, "write()", rc).throwException("src/Z/ZProperties", 162);
+    ZPropertiesIOException(sideFile, "write()", rc).throwException("src/Z/ZProperties", 166);
   }
   if (::ftruncate(fd, static_cast<off_t>(length)) != 0) {
-    ZPropertiesIOException(sideFile, "ftruncate()", errno).throwException("src/Z/ZProperties", 165);
+    ZPropertiesIOException(sideFile, "ftruncate()", errno).throwException("src/Z/ZProperties", 169);
   }
   if (closer.close() != 0) {
-    ZPropertiesIOException(sideFile, "close()", errno).throwException("src/Z/ZProperties", 168);
+    ZPropertiesIOException(sideFile, "close()", errno).throwException("src/Z/ZProperties", 172);
   }
 }
 
@@ -173,7 +177,7 @@ void writeSideFile(const char* sideFile, const ZBuffer& data, const struct stat&
 // it does not fit. ZOutOfMemoryException when the buffer cannot be had.
 ZLCString workingDirectory(size_t size) {
   char* buffer = static_cast<char*>(std::malloc(size));
-  if (buffer == nullptr) ZOutOfMemoryException().throwException("src/Z/ZProperties", 176);
+  if (buffer == nullptr) ZOutOfMemoryException().throwException("src/Z/ZProperties", 180);
   ZLCString dir;
   if (::getcwd(buffer, size) != nullptr) dir = buffer;
   std::free(buffer);
@@ -216,7 +220,7 @@ ZAbstractProperties::~ZAbstractProperties() {}
 void checkFileAccess(const char* path) {
   if (::access(path, F_OK) == 0) {
     if (::access(path, R_OK | W_OK) != 0) {
-      ZPropertiesIOException(path, "access()", errno).throwException("src/Z/ZProperties", 219);
+      ZPropertiesIOException(path, "access()", errno).throwException("src/Z/ZProperties", 223);
     }
     return;
   }
@@ -232,7 +236,7 @@ void checkFileAccess(const char* path) {
   }
   if (::access(dir.getChars(), R_OK | W_OK) != 0) {
     ZPropertiesIOException(dir.getChars(), "access()", errno)
-        .throwException("src/Z/ZProperties", 235);
+        .throwException("src/Z/ZProperties", 239);
   }
 }
 
@@ -270,7 +274,7 @@ ZProperties::~ZProperties() { delete cache; }
 const char* ZProperties::choosePath(const char* name) const {
   if (!isBlank(name)) return name;
   if (!fileName.isEmpty()) return fileName.getChars();
-  ZInvalidParameterException().throwException("src/Z/ZProperties", 273);
+  ZInvalidParameterException().throwException("src/Z/ZProperties", 277);
 }
 
 // ---------------------------------------------------------------- ZProperties: files
@@ -283,16 +287,16 @@ void ZProperties::load(const char* name) {
   FILE* f = std::fopen(path.getChars(), "r");
   if (f == nullptr) {
     ZPropertiesIOException(path.getChars(), "fopen(r)", errno)
-        .throwException("src/Z/ZProperties", 286);
+        .throwException("src/Z/ZProperties", 290);
   }
   StreamCloser closer(f);
   if (lockWholeFile(fileno(f), F_RDLCK) != 0) {
     int err = errno;
     closer.close();
     ZPropertiesIOException(path.getChars(), "fcntl()", err)
-        .throwException("src/Z/ZProperties", 293);
+        .throwException("src/Z/ZProperties", 297);
   }
-  loading = 1;
+  setFlag(loading, 1);
   cache->be_read(path.getChars(), f);
 
   // The read lock on the file is kept until the side file is read: a store
@@ -306,7 +310,7 @@ void ZProperties::load(const char* name) {
     void* address = map.mapfile(&error, 0);
     if (error != 0 || address == nullptr) {
       ZPropertiesIOException(sideFile.getChars(), "mapFile()", error != 0 ? error : EINVAL)
-          .throwException("src/Z/ZProperties", 309);
+          .throwException("src/Z/ZProperties", 313);
     }
     // The buffer only borrows the mapped bytes; it is emptied before it goes,
     // and the map unmaps when it goes.
@@ -326,15 +330,15 @@ void ZProperties::load(const char* name) {
   closer.close();
 
   postLoad(path.getChars());
-  modified = 0;
-  loading = 0;
+  setFlag(modified, 0);
+  setFlag(loading, 0);
   checkAndSetTimeStamp(path.getChars(), timeStamp);
 }
 
 void ZProperties::reload(const char* name) {
   ZPropResourceLock guard(resourceLock);
   if (fileName.isEmpty() && isBlank(name)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 337);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 341);
   }
   cache->clear();
   load(name);
@@ -384,7 +388,7 @@ void ZProperties::store(const char* name) {
   }
   if (f == nullptr) {
     ZPropertiesIOException(path.getChars(), "fopen(r+)", errno)
-        .throwException("src/Z/ZProperties", 387);
+        .throwException("src/Z/ZProperties", 391);
   }
   StreamCloser closer(f);
   int fd = fileno(f);
@@ -392,7 +396,7 @@ void ZProperties::store(const char* name) {
     int err = errno;
     closer.close();
     ZPropertiesIOException(path.getChars(), "fcntl()", err)
-        .throwException("src/Z/ZProperties", 395);
+        .throwException("src/Z/ZProperties", 399);
   }
 
   ZBuffer side;
@@ -413,7 +417,7 @@ void ZProperties::store(const char* name) {
   FILE* memory = ::open_memstream(&text.data_, &text.size_);
   if (memory == nullptr) {
     ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
-        .throwException("src/Z/ZProperties", 416);
+        .throwException("src/Z/ZProperties", 420);
   }
   {
     StreamCloser memoryCloser(memory);
@@ -421,11 +425,11 @@ void ZProperties::store(const char* name) {
     if (std::ferror(memory) || std::fflush(memory) != 0) {
       int err = errno != 0 ? errno : EIO;
       ZPropertiesIOException(path.getChars(), "be_write()", err)
-          .throwException("src/Z/ZProperties", 424);
+          .throwException("src/Z/ZProperties", 428);
     }
     if (memoryCloser.close() != 0) {
       ZPropertiesIOException(path.getChars(), "be_write()", errno)
-          .throwException("src/Z/ZProperties", 428);
+          .throwException("src/Z/ZProperties", 432);
     }
   }
 
@@ -433,7 +437,7 @@ void ZProperties::store(const char* name) {
   int rc = reserve(fd, text.size_, oldSize);
   if (rc != 0) {
     ZPropertiesIOException(path.getChars(), "posix_fallocate()", rc)
-        .throwException("src/Z/ZProperties", 436);
+        .throwException("src/Z/ZProperties", 440);
   }
   if (side.getLength() > 0) {
     // Until the side file is written the old text is untouched; a failure
@@ -442,7 +446,7 @@ void ZProperties::store(const char* name) {
       struct stat config;
       if (::fstat(fd, &config) != 0) {
         ZPropertiesIOException(path.getChars(), "fstat()", errno)
-            .throwException("src/Z/ZProperties", 445);
+            .throwException("src/Z/ZProperties", 449);
       }
       writeSideFile(cache->name.getChars(), side, config);
     } catch (...) {
@@ -452,19 +456,19 @@ void ZProperties::store(const char* name) {
   }
   rc = writeAll(fd, text.data_, text.size_);
   if (rc != 0) {
-    ZPropertiesIOException(path.getChars(), "write()", rc).throwException("src/Z/ZProperties", 455);
+    ZPropertiesIOException(path.getChars(), "write()", rc).throwException("src/Z/ZProperties", 459);
   }
   if (::ftruncate(fd, static_cast<off_t>(text.size_)) != 0) {
     ZPropertiesIOException(path.getChars(), "ftruncate()", errno)
-        .throwException("src/Z/ZProperties", 459);
+        .throwException("src/Z/ZProperties", 463);
   }
   // Nothing was written through the stream, so closing it only drops the
   // lock.
   closer.close();
 
   if (!dropSideFile.isEmpty()) ::unlink(dropSideFile.getChars());
-  modified = 0;
-  loading = 0;
+  setFlag(modified, 0);
+  setFlag(loading, 0);
   checkAndSetTimeStamp(path.getChars(), timeStamp);
 }
 
@@ -475,14 +479,14 @@ void ZProperties::list() {
 
 ZProperties* ZProperties::getPropertiesFor(const char* name, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
-  if (isBlank(name)) ZInvalidParameterException().throwException("src/Z/ZProperties", 478);
+  if (isBlank(name)) ZInvalidParameterException().throwException("src/Z/ZProperties", 482);
   ZPropRegistry registryGuard;
   ZLCString key(name);
   ZProperties* found = static_cast<ZProperties*>(factory.registry.getEntry(&key));
   if (found != nullptr) {
     ZPropResourceLock guard(found->resourceLock);
     int reloadIt = forceReload != 0;
-    if (!reloadIt && !found->modified) reloadIt = checkAndSetTimeStamp(name, found->timeStamp);
+    if (!reloadIt && !found->isModified()) reloadIt = checkAndSetTimeStamp(name, found->timeStamp);
     if (reloadIt) found->reload(name);
     return found;
   }
@@ -501,31 +505,31 @@ ZProperties* ZProperties::getPropertiesFor(const char* name, ZAbstractProperties
 
 int ZProperties::exists(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 504);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 508);
   }
   ZPropResourceLock guard(resourceLock);
   return cache->contains(stanza, key);
 }
 
 int ZProperties::exists(const char* stanza) {
-  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 511);
+  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 515);
   ZPropResourceLock guard(resourceLock);
   return cache->contains(stanza);
 }
 
 int ZProperties::isObfuscated(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 518);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 522);
   }
   ZPropResourceLock guard(resourceLock);
-  if (!exists(stanza, key)) ZInvalidParameterException().throwException("src/Z/ZProperties", 521);
+  if (!exists(stanza, key)) ZInvalidParameterException().throwException("src/Z/ZProperties", 525);
   return cache->isObfuscated(stanza, key);
 }
 
 int ZProperties::isObfuscated(const char* fullKey) {
-  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 526);
+  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 530);
   ZPropResourceLock guard(resourceLock);
-  if (!exists(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 528);
+  if (!exists(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 532);
   return cache->isObfuscated(fullKey);
 }
 
@@ -535,14 +539,14 @@ unsigned int ZProperties::count() {
 }
 
 unsigned int ZProperties::count(const char* stanza) {
-  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 538);
+  if (isBlank(stanza)) ZInvalidParameterException().throwException("src/Z/ZProperties", 542);
   ZPropResourceLock guard(resourceLock);
   return cache->keyCount(stanza);
 }
 
 unsigned int ZProperties::numValues(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 545);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 549);
   }
   ZPropResourceLock guard(resourceLock);
   ZArrayList* values = cache->get(stanza, key, ZPCache::GET_ANY);
@@ -550,7 +554,7 @@ unsigned int ZProperties::numValues(const char* stanza, const char* key) {
 }
 
 unsigned int ZProperties::numValues(const char* fullKey) {
-  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 553);
+  if (isBlank(fullKey)) ZInvalidParameterException().throwException("src/Z/ZProperties", 557);
   ZPropResourceLock guard(resourceLock);
   ZArrayList* values = cache->get(fullKey, ZPCache::GET_ANY);
   return values != nullptr ? values->size() : 0;
@@ -558,18 +562,18 @@ unsigned int ZProperties::numValues(const char* fullKey) {
 
 ZArrayList* ZProperties::get(const char* stanza, const char* key) const {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 561);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 565);
   }
   return cache->get(stanza, key, ZPCache::GET_ANY);
 }
 
 void ZProperties::keyNames(const char* stanza, ZArrayList& list) const {
-  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 567);
+  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 571);
   cache->getNames(stanza, list);
 }
 
 void ZProperties::keyNames(ZArrayList& list) const {
-  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 572);
+  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 576);
   list.removeAll();
   cache->getNames(list);
 }
@@ -582,7 +586,7 @@ ZLCString* ZProperties::extractValue(ZPCache* from, const char* stanza, const ch
   if (values == nullptr || values->size() == 0) {
     if (mustExist) {
       ZPropertiesMissingPropertyException(fileName.getChars(), stanza, key)
-          .throwException("src/Z/ZProperties", 585);
+          .throwException("src/Z/ZProperties", 589);
     }
     return nullptr;
   }
@@ -605,10 +609,10 @@ void assignText(ZAbstractMutableString& out, const ZLCString& text) {
 void ZProperties::getValue(const char* stanza, const char* key, ZAbstractMutableString& out,
                            int mustExist, const char* defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 608);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 612);
   }
   if (mustExist && defaultValue != nullptr) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 611);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 615);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -651,10 +655,10 @@ int ZProperties::convertToBoolean(const char* text, int& out) {
 unsigned int ZProperties::getIntegerValue(const char* stanza, const char* key, int mustExist,
                                           unsigned int defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 654);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 658);
   }
   if (mustExist && defaultValue != 0) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 657);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 661);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -662,7 +666,7 @@ unsigned int ZProperties::getIntegerValue(const char* stanza, const char* key, i
   unsigned int result = 0;
   if (!convertToInt(value->getChars(), result)) {
     ZPropertiesInvalidNumValueException(fileName.getChars(), stanza, key, value->getChars())
-        .throwException("src/Z/ZProperties", 665);
+        .throwException("src/Z/ZProperties", 669);
   }
   return result;
 }
@@ -670,10 +674,10 @@ unsigned int ZProperties::getIntegerValue(const char* stanza, const char* key, i
 long long ZProperties::getLongLongValue(const char* stanza, const char* key, int mustExist,
                                         long long defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 673);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 677);
   }
   if (mustExist && defaultValue != 0) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 676);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 680);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -682,7 +686,7 @@ long long ZProperties::getLongLongValue(const char* stanza, const char* key, int
   char rest[2];
   if (std::sscanf(value->getChars(), "%lld%1s", &result, rest) != 1) {
     ZPropertiesInvalidNumValueException(fileName.getChars(), stanza, key, value->getChars())
-        .throwException("src/Z/ZProperties", 685);
+        .throwException("src/Z/ZProperties", 689);
   }
   return result;
 }
@@ -690,10 +694,10 @@ long long ZProperties::getLongLongValue(const char* stanza, const char* key, int
 int ZProperties::getBooleanValue(const char* stanza, const char* key, int mustExist,
                                  int defaultValue) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 693);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 697);
   }
   if (mustExist && defaultValue != 0) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 696);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 700);
   }
   ZPropResourceLock guard(resourceLock);
   ZLCString* value = extractValue(cache, stanza, key, mustExist);
@@ -701,7 +705,7 @@ int ZProperties::getBooleanValue(const char* stanza, const char* key, int mustEx
   int result = 0;
   if (!convertToBoolean(value->getChars(), result)) {
     ZPropertiesInvalidBoolValueException(fileName.getChars(), stanza, key, value->getChars())
-        .throwException("src/Z/ZProperties", 704);
+        .throwException("src/Z/ZProperties", 708);
   }
   return result;
 }
@@ -715,11 +719,11 @@ void ZProperties::getValues(const char* stanza, const char* key, ZArrayList& lis
 void ZProperties::getValues(const char* stanza, const char* key, ZArrayList& list,
                             int& isObfuscated, ZPropertyStringType type) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 718);
-  }
-  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 720);
-  if (type != ZPROP_STRING_LOCAL && type != ZPROP_STRING_UTF8) {
     ZInvalidParameterException().throwException("src/Z/ZProperties", 722);
+  }
+  if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 724);
+  if (type != ZPROP_STRING_LOCAL && type != ZPROP_STRING_UTF8) {
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 726);
   }
   list.removeAll();
   ZPropResourceLock guard(resourceLock);
@@ -737,7 +741,7 @@ void ZProperties::getValues(const char* stanza, const char* key, ZArrayList& lis
 void ZProperties::getEntryComment(const char* stanza, const char* key,
                                   ZAbstractMutableString& out) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 740);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 744);
   }
   ZLCString comment;
   {
@@ -753,13 +757,13 @@ void ZProperties::checkAccess(const char* stanza, const char* key, int obfuscate
   if (cache->countValues(stanza, key) == 0 || !cache->contains(stanza, key)) return;
   int held = cache->isObfuscated(stanza, key);
   if (obfuscated ? !held : held) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 756);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 760);
   }
 }
 
 void ZProperties::setValue(const char* stanza, const char* key, const char* value, int obfuscated) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 762);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 766);
   }
   {
     ZPropResourceLock guard(resourceLock);
@@ -813,7 +817,7 @@ void setPlain(ZProperties& p, const char* stanza, const char* key, const char* t
 
 void ZProperties::setIntegerValue(const char* stanza, const char* key, unsigned int value) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 816);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 820);
   }
   ZLCString text(value);
   setPlain(*this, stanza, key, text.getChars());
@@ -821,7 +825,7 @@ void ZProperties::setIntegerValue(const char* stanza, const char* key, unsigned 
 
 void ZProperties::setLongLongValue(const char* stanza, const char* key, long long value) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 824);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 828);
   }
   char text[32];
   std::snprintf(text, sizeof text, "%lld", value);
@@ -830,14 +834,14 @@ void ZProperties::setLongLongValue(const char* stanza, const char* key, long lon
 
 void ZProperties::setBooleanValue(const char* stanza, const char* key, int value) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 833);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 837);
   }
   setPlain(*this, stanza, key, value ? "yes" : "no");
 }
 
 void ZProperties::deleteKey(const char* stanza, const char* key) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 840);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 844);
   }
   {
     ZPropResourceLock guard(resourceLock);
@@ -849,7 +853,7 @@ void ZProperties::deleteKey(const char* stanza, const char* key) {
 }
 
 void ZProperties::addFileComment(const char* comment) {
-  if (isBlank(comment)) ZInvalidParameterException().throwException("src/Z/ZProperties", 852);
+  if (isBlank(comment)) ZInvalidParameterException().throwException("src/Z/ZProperties", 856);
   ZLCString text(comment);
   checkComment(text);
   ZPropResourceLock guard(resourceLock);
@@ -859,7 +863,7 @@ void ZProperties::addFileComment(const char* comment) {
 
 void ZProperties::addEntryComment(const char* stanza, const char* key, const char* comment) {
   if (isBlank(stanza) || isBlank(key) || isBlank(comment)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 862);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 866);
   }
   ZLCString text(comment);
   checkComment(text);
@@ -870,7 +874,7 @@ void ZProperties::addEntryComment(const char* stanza, const char* key, const cha
 
 void ZProperties::setEntryComment(const char* stanza, const char* key, const char* comment) {
   if (isBlank(stanza) || isBlank(key)) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 873);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 877);
   }
   ZLCString text(comment);
   if (comment != nullptr) checkComment(text);
@@ -889,7 +893,8 @@ void ZProperties::setAttributes(unsigned long flags, void* data) {
 }
 
 void ZProperties::sendChangeNotice(int style, int type, const char* stanza, const char* key) {
-  if (loading) return;
+  // Read without the lock: the notice goes out after it was released.
+  if (__atomic_load_n(&loading, __ATOMIC_RELAXED)) return;
   ZPropertyChanged notice(static_cast<ZPropertyChanged::PropertyStyle>(style),
                           static_cast<ZPropertyChanged::PropertyChangeType>(type), stanza, key);
   notifyObservers(notice);
@@ -931,7 +936,7 @@ ZPropertiesIterator::ZPropertiesIterator(ZProperties& p, const char* s)
       values(nullptr),
       index(-1),
       currentKey(nullptr) {
-  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZProperties", 934);
+  if (s == nullptr) ZInvalidParameterException().throwException("src/Z/ZProperties", 939);
   keys = properties.getCache()->getNames(s);
 }
 
@@ -946,7 +951,7 @@ int ZPropertiesIterator::hasMore() const {
 void ZPropertiesIterator::nextEntry() {
   if (!hasMore()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 949);
+        .throwException("src/Z/ZProperties", 954);
   }
   values = nullptr;
   ++index;
@@ -964,7 +969,7 @@ ZArrayList* ZPropertiesIterator::getValues(const char* k) {
 const char* ZPropertiesIterator::entryName() const {
   if (currentKey == nullptr) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 967);
+        .throwException("src/Z/ZProperties", 972);
   }
   return currentKey->getChars();
 }
@@ -972,11 +977,11 @@ const char* ZPropertiesIterator::entryName() const {
 const char* ZPropertiesIterator::entryValue(int i) const {
   if (index == -1) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 975);
+        .throwException("src/Z/ZProperties", 980);
   }
   if (values == nullptr) return nullptr;
   if (i >= 0 && static_cast<unsigned int>(i) >= values->size()) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 979);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 984);
   }
   if (i < 0) return nullptr;
   ZLCString* value = static_cast<ZLCString*>(values->get(static_cast<unsigned int>(i)));
@@ -988,7 +993,7 @@ unsigned int ZPropertiesIterator::keyCount() const { return keys != nullptr ? ke
 unsigned int ZPropertiesIterator::valueCount() const {
   if (index == -1) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 991);
+        .throwException("src/Z/ZProperties", 996);
   }
   return values != nullptr ? values->size() : 0;
 }
@@ -1011,7 +1016,7 @@ ZAbstractPropertyValuesIterator::ZAbstractPropertyValuesIterator(ZProperties& p,
       selector(sel) {
   if (s == nullptr || k == nullptr || (type != ZPROP_STRING_LOCAL && type != ZPROP_STRING_UTF8) ||
       sel < 0 || sel > 2) {
-    ZInvalidParameterException().throwException("src/Z/ZProperties", 1014);
+    ZInvalidParameterException().throwException("src/Z/ZProperties", 1019);
   }
   if (sel != 0) properties.checkAccess(s, k, sel == 2);
   ZPCache* cache = properties.getCache();
@@ -1048,7 +1053,7 @@ unsigned int ZAbstractPropertyValuesIterator::valueCount() const {
 ZLCString* ZAbstractPropertyValuesIterator::nextValue() {
   if (!hasMore()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1051);
+        .throwException("src/Z/ZProperties", 1056);
   }
   ++index;
   if (index < 0) return nullptr;
@@ -1079,7 +1084,7 @@ ZLCString ZAbstractPropertyValuesIterator::localText(const char* text) const {
 void ZAbstractPropertyValuesIterator::changeValue(const char* text) {
   if (!isValid()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1082);
+        .throwException("src/Z/ZProperties", 1087);
   }
   ZLCString replacement(localText(text));
   values->set(static_cast<unsigned int>(index), &replacement);
@@ -1106,7 +1111,7 @@ void ZAbstractPropertyValuesIterator::addValue(const char* text) {
 void ZAbstractPropertyValuesIterator::removeValue() {
   if (!isValid()) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
-        .throwException("src/Z/ZProperties", 1109);
+        .throwException("src/Z/ZProperties", 1114);
   }
   if (index == 0 && selector == 2) {
     properties.setValue(stanza.getChars(), key.getChars(), "");

@@ -277,8 +277,8 @@ class ZProperties : public ZAbstractProperties,
   // change its kind (plain to obfuscated or the reverse).
   virtual void checkAccess(const char* stanza, const char* key, int obfuscated) const;
 
-  int isModified() const { return modified; }
-  void setModified() { modified = 1; }
+  int isModified() const { return __atomic_load_n(&modified, __ATOMIC_RELAXED); }
+  void setModified() { __atomic_store_n(&modified, 1, __ATOMIC_RELAXED); }
   // Tells the observers, unless the object is loading.
   void sendChangeNotice(int style, int type, const char* stanza, const char* key);
   // The key's value list itself, without locking (valid until the key is

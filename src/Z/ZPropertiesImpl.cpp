@@ -14,6 +14,9 @@ namespace {
 const unsigned int kPlainSlot = 0;
 const unsigned int kObfuscatedSlot = 1;
 
+// findMark's answer when there is no such mark.
+const unsigned int kNoMark = ~0u;
+
 pthread_once_t emptyOnce = PTHREAD_ONCE_INIT;
 pthread_once_t registryOnce = PTHREAD_ONCE_INIT;
 ZLock* registryLock = nullptr;
@@ -272,19 +275,23 @@ void ZPCache::addMark(const char* stanza, const char* key) {
   item.release();
 }
 
-void ZPCache::removeMark(const char* stanza, const char* key) {
+unsigned int ZPCache::findMark(const char* stanza, const char* key) const {
+  unsigned int n = obfuscatedItems.size();
+  if (n == 0) return kNoMark;  // the common case: nothing obfuscated
   const char* s = orEmpty(stanza);
   const char* k = orEmpty(key);
   size_t sLength = std::strlen(s);
   size_t kLength = std::strlen(k);
-  unsigned int n = obfuscatedItems.size();
   for (unsigned int i = 0; i < n; ++i) {
     const ZObfuscatedItem* item = static_cast<const ZObfuscatedItem*>(obfuscatedItems.get(i));
-    if (sameText(item->stanza, s, sLength) && sameText(item->key, k, kLength)) {
-      removeMarkAt(i);
-      return;
-    }
+    if (sameText(item->stanza, s, sLength) && sameText(item->key, k, kLength)) return i;
   }
+  return kNoMark;
+}
+
+void ZPCache::removeMark(const char* stanza, const char* key) {
+  unsigned int index = findMark(stanza, key);
+  if (index != kNoMark) removeMarkAt(index);
 }
 
 void ZPCache::removeMarkAt(unsigned int index) {
@@ -316,11 +323,11 @@ ZPCategoryBasedCache::~ZPCategoryBasedCache() {}
 void ZPCategoryBasedCache::validateKey(const char* fullKey, ZLCString& stanza,
                                        ZLCString& key) const {
   if (fullKey == nullptr) {
-    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 319);
+    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 326);
   }
   const char* dot = std::strchr(fullKey, '.');
   if (dot == nullptr) {
-    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 323);
+    ZInvalidParameterException().throwException("src/Z/ZPropertiesImpl", 330);
   }
   // The whole text names the stanza; the key keeps its leading dot.
   stanza = fullKey;
@@ -427,8 +434,14 @@ void ZPCategoryBasedCache::set(const char* fullKey, const char* value) {
 void ZPCategoryBasedCache::setObfuscated(const char* stanza, const char* key, const char* value) {
   ZArrayList* record = createAndGet(categories, stanza, key);
   if (record == nullptr) return;
+  // Value and new mark are made first: `value` may be a value about to be
+  // freed, and the names may be those of the mark about to be removed.
   std::unique_ptr<ZLCString> copy;
-  if (value != nullptr && *value != '\0') copy.reset(new ZLCString(value));
+  std::unique_ptr<ZObfuscatedItem> mark;
+  if (value != nullptr && *value != '\0') {
+    copy.reset(new ZLCString(value));
+    mark.reset(new ZObfuscatedItem(ZLCString(orEmpty(stanza)), ZLCString(key)));
+  }
   slotOf(record, kPlainSlot)->removeAll();
   ZArrayList* obfuscated = slotOf(record, kObfuscatedSlot);
   obfuscated->removeAll();
@@ -436,7 +449,8 @@ void ZPCategoryBasedCache::setObfuscated(const char* stanza, const char* key, co
   if (copy) {
     obfuscated->addNoCopy(copy.get());
     copy.release();
-    addMark(stanza, key);
+    obfuscatedItems.addNoCopy(mark.get());
+    mark.release();
   }
 }
 
@@ -448,12 +462,15 @@ void ZPCategoryBasedCache::setObfuscated(const char* fullKey, const char* value)
 
 void ZPCategoryBasedCache::remove(const char* stanza, const char* key) {
   if (key == nullptr) return;
-  // The mark goes first: `key` may be the cache's own copy of the name.
-  removeMark(stanza, key);
+  // The names may be the cache's own, held by the key list or by the mark:
+  // find the mark while they are intact, and remove it by its place.
+  unsigned int mark = findMark(stanza, key);
   ZPKVList* keys = findStanza(stanza);
-  if (keys == nullptr) return;
-  ZLCConstString probe(key);
-  keys->removeEntry(&probe);  // nothing happens for an absent key
+  if (keys != nullptr) {
+    ZLCConstString probe(key);
+    keys->removeEntry(&probe);  // nothing happens for an absent key
+  }
+  if (mark != kNoMark) removeMarkAt(mark);
 }
 
 void ZPCategoryBasedCache::remove(const char* stanza) {
@@ -585,6 +602,10 @@ void ZPCategoryBasedCache::addLine(const char* stanza, const char* key, const ch
   addStanzaLine(stanza);
   if (key == nullptr) return;
   int existed = contains(stanza, key);
+  // A new key needs its line: find the header and take a copy of the name
+  // now, as setting the value may free a mark whose names were passed in.
+  int header = existed ? -1 : headerIndex(stanza);
+  ZLCString name(existed ? nullptr : key);
   if (obfuscated) {
     setObfuscated(stanza, key, value);
   } else {
@@ -594,10 +615,9 @@ void ZPCategoryBasedCache::addLine(const char* stanza, const char* key, const ch
 
   // After the stanza's last key line, unless a commented template of the key
   // ("# key = ...") comes first: then at the end of the template's block.
-  int header = headerIndex(stanza);
   unsigned int pos = static_cast<unsigned int>(header + 1);
   ZLCString pattern("#");
-  pattern += key;
+  pattern += name;
   pattern += "=";
   bool templateSeen = false;
   unsigned int n = lines.size();
@@ -613,7 +633,7 @@ void ZPCategoryBasedCache::addLine(const char* stanza, const char* key, const ch
       break;
     }
   }
-  insertLine(pos, LINE_KEY, key);
+  insertLine(pos, LINE_KEY, name.getChars());
 }
 
 void ZPCategoryBasedCache::addLine(const char* fullKey, const char* value, int obfuscated) {

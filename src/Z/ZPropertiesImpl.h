@@ -90,7 +90,9 @@ class ZPKVList : public ZHashKeyMap {
 // Each key's values live in a record of two slots (owning lists of ZLCString):
 // slot 0 holds the plain values, slot 1 the obfuscated ones. Values passed in
 // are copied; get() returns a slot of the cache itself, valid until the key
-// is next changed or removed.
+// is next changed or removed. Names and values handed out by the cache (values,
+// key and stanza names, the marks' names, line texts) may be passed back in,
+// also to the operations that free them.
 //
 // A cache is not safe to share between threads: the properties object that
 // owns it serialises every access.
@@ -175,6 +177,8 @@ class ZPCache {
   ZArrayList* findRecord(const char* stanza, const char* key) const;
   // Appends the mark (stanza, key).
   void addMark(const char* stanza, const char* key);
+  // Index of the first mark equal to (stanza, key); all bits set if none.
+  unsigned int findMark(const char* stanza, const char* key) const;
   // Removes the first mark equal to (stanza, key), if any.
   void removeMark(const char* stanza, const char* key);
   // Removes the mark at `index`, deleting it also when the list does not own

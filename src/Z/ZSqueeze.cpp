@@ -43,6 +43,36 @@ int drive(z_stream& strm, unsigned long long inLeft, unsigned long long outLeft,
   }
 }
 
+// Runs one whole stream: `init` sets it up, `step` (deflate or inflate) turns
+// the source into at most *destinationLength bytes, `end` frees it. On success
+// stores the produced length and returns what `end` returns (0). A stream that
+// stalls before its end gives -5; outFull then tells whether the destination
+// was used up.
+template <typename Init, typename Step, typename End>
+int oneShot(void* destination, unsigned long* destinationLength, const void* source,
+            unsigned long sourceLength, bool& outFull, Init init, Step step, End end) {
+  if (destinationLength == nullptr || (source == nullptr && sourceLength != 0)) {
+    return Z_STREAM_ERROR;
+  }
+  // zlib refuses a null output pointer even with no room; a zero-sized
+  // destination is simply too small.
+  unsigned char none = 0;
+  unsigned long capacity = destination != nullptr ? *destinationLength : 0;
+  z_stream strm;
+  std::memset(&strm, 0, sizeof strm);
+  int rc = init(&strm);
+  if (rc != Z_OK) return rc;
+  strm.next_in = static_cast<Bytef*>(const_cast<void*>(source));
+  strm.next_out = destination != nullptr ? static_cast<Bytef*>(destination) : &none;
+  rc = drive(strm, sourceLength, capacity, outFull, step);
+  if (rc == Z_STREAM_END) {
+    *destinationLength = strm.total_out;
+    return end(&strm);
+  }
+  end(&strm);
+  return rc == Z_OK ? Z_BUF_ERROR : rc;
+}
+
 }  // namespace
 
 ZSqueeze::ZSqueeze() : source_(nullptr), sourceLength_(0), level_(Z_DEFAULT_COMPRESSION), flag_(1) {
@@ -60,57 +90,24 @@ int ZSqueeze::getCompressionLevel() const { return level_; }
 
 int ZSqueeze::compress(void* destination, unsigned long* destinationLength, const void* source,
                        unsigned long sourceLength) {
-  if (destinationLength == nullptr || (source == nullptr && sourceLength != 0)) {
-    return Z_STREAM_ERROR;
-  }
-  // zlib refuses a null output pointer even with no room; a zero-sized
-  // destination is simply too small.
-  unsigned char none = 0;
-  unsigned long capacity = destination != nullptr ? *destinationLength : 0;
-  z_stream strm;
-  std::memset(&strm, 0, sizeof strm);
-  int rc = deflateInit_(&strm, level_, kZlibVersion, static_cast<int>(sizeof strm));
-  if (rc != Z_OK) return rc;
-  strm.next_in = static_cast<Bytef*>(const_cast<void*>(source));
-  strm.next_out = destination != nullptr ? static_cast<Bytef*>(destination) : &none;
+  int level = level_;
   bool outFull = false;
-  rc = drive(strm, sourceLength, capacity, outFull,
-             [](z_stream* s, int flush) { return deflate(s, flush); });
-  if (rc == Z_STREAM_END) {
-    *destinationLength = strm.total_out;
-    return deflateEnd(&strm);
-  }
-  deflateEnd(&strm);
-  return rc == Z_OK ? Z_BUF_ERROR : rc;
+  return oneShot(
+      destination, destinationLength, source, sourceLength, outFull,
+      [level](z_stream* s) { return deflateInit_(s, level, kZlibVersion, sizeof *s); },
+      [](z_stream* s, int flush) { return deflate(s, flush); }, deflateEnd);
 }
 
 int ZSqueeze::uncompress(void* destination, unsigned long* destinationLength, const void* source,
                          unsigned long sourceLength) {
-  if (destinationLength == nullptr || (source == nullptr && sourceLength != 0)) {
-    return Z_STREAM_ERROR;
-  }
-  unsigned char none = 0;
-  unsigned long capacity = destination != nullptr ? *destinationLength : 0;
-  z_stream strm;
-  std::memset(&strm, 0, sizeof strm);
-  int rc = inflateInit_(&strm, kZlibVersion, static_cast<int>(sizeof strm));
-  if (rc != Z_OK) return rc;
-  strm.next_in = static_cast<Bytef*>(const_cast<void*>(source));
-  strm.next_out = destination != nullptr ? static_cast<Bytef*>(destination) : &none;
   bool outFull = false;
-  rc = drive(strm, sourceLength, capacity, outFull,
-             [](z_stream* s, int flush) { return inflate(s, flush); });
-  if (rc == Z_STREAM_END) {
-    *destinationLength = strm.total_out;
-    return inflateEnd(&strm);
-  }
-  inflateEnd(&strm);
-  if (rc == Z_NEED_DICT) return Z_DATA_ERROR;
-  if (rc == Z_OK || rc == Z_BUF_ERROR) {
-    // No more progress: either the output is full (retry with more room) or
-    // the input ended before its stream did.
-    return outFull ? Z_BUF_ERROR : Z_DATA_ERROR;
-  }
+  int rc = oneShot(
+      destination, destinationLength, source, sourceLength, outFull,
+      [](z_stream* s) { return inflateInit_(s, kZlibVersion, sizeof *s); },
+      [](z_stream* s, int flush) { return inflate(s, flush); }, inflateEnd);
+  // A stream that stalls with room left ended early (truncated input), and one
+  // that wants a preset dictionary is not ours: both are bad data.
+  if (rc == Z_NEED_DICT || (rc == Z_BUF_ERROR && !outFull)) return Z_DATA_ERROR;
   return rc;
 }
 

@@ -6,24 +6,23 @@
 #include "Z/ZException.h"
 #include "Z/zkelutil.h"
 
+// The local code set is measured only where its characters can be longer
+// than a byte; UTF-8 always is, whatever the locale.
 ZStringIterator::ZStringIterator(const ZLCString& source, ZLCString& out)
-    : position_(source.getChars()),
-      source_(&source),
-      out_(&out),
-      mbMax_(static_cast<int>(MB_CUR_MAX)) {}
+    : ZStringIterator(source, out, static_cast<int>(MB_CUR_MAX)) {}
 
 ZStringIterator::ZStringIterator(const ZLCConstString& source, ZLCString& out)
-    : position_(source.getChars()),
-      source_(&source),
-      out_(&out),
-      mbMax_(static_cast<int>(MB_CUR_MAX)) {}
+    : ZStringIterator(source, out, static_cast<int>(MB_CUR_MAX)) {}
 
-// UTF-8 is always measured character by character, whatever the locale.
 ZStringIterator::ZStringIterator(const ZUTF8String& source, ZUTF8String& out)
-    : position_(source.getChars()), source_(&source), out_(&out), mbMax_(0) {}
+    : ZStringIterator(source, out, 0) {}
 
 ZStringIterator::ZStringIterator(const ZUTF8ConstString& source, ZUTF8String& out)
-    : position_(source.getChars()), source_(&source), out_(&out), mbMax_(0) {}
+    : ZStringIterator(source, out, 0) {}
+
+ZStringIterator::ZStringIterator(const ZAbstractString& source, ZAbstractMutableString& out,
+                                 int mbMax)
+    : position_(source.getChars()), source_(&source), out_(&out), mbMax_(mbMax) {}
 
 ZStringIterator::ZStringIterator(const ZStringIterator& other)
     : ZAbstractIterator(other),
@@ -41,6 +40,9 @@ int ZStringIterator::hasMore() { return position_ != nullptr && *position_ != '\
 ZAbstractMutableString* ZStringIterator::getNext() {
   if (position_ == nullptr) return nullptr;
   out_->clear();
+  // At the terminator the output stays empty and the position stays put,
+  // so that a call without hasMore() never walks past the end of the text.
+  if (*position_ == '\0') return out_;
   if (mbMax_ == 1) {
     out_->append(*position_);
     ++position_;

@@ -28,12 +28,14 @@ class ZStringIterator : public ZAbstractIterator {
 
   int hasMore() override;
   // The output string holding the next character; null when the iterator
-  // has no position. Does not test for the end: call hasMore() first.
+  // has no position. At the end of the text the output string is empty:
+  // call hasMore() first.
   // Throws ZKELMBLenException when the character cannot be measured.
   ZAbstractMutableString* getNext() override;
   virtual void reset();
 
  private:
+  ZStringIterator(const ZAbstractString& source, ZAbstractMutableString& out, int mbMax);
   ZStringIterator& operator=(const ZStringIterator&) = delete;
 
   const char* position_;

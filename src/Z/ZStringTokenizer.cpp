@@ -24,12 +24,8 @@ ZStringTokenizer::ZStringTokenizer(const ZAbstractString& source, ZAbstractMutab
   if (source.getCodesetHandle() != token.getCodesetHandle()) {
     ZUnsupportedException().throwException("src/Z/ZStringTokenizer", 97);
   }
-  if (source.getCodesetHandle() == ZAbstractString::lcs_handle_) {
-    mbMax_ = static_cast<int>(MB_CUR_MAX);
-    delimiters_ = new ZLCString(kDefaultDelimiters);
-  } else {
-    delimiters_ = new ZUTF8String(kDefaultDelimiters);
-  }
+  makeDelimiters();
+  delimiters_->append(kDefaultDelimiters);
 }
 
 ZStringTokenizer::ZStringTokenizer(const ZAbstractString& source, ZAbstractMutableString& token,
@@ -42,14 +38,21 @@ ZStringTokenizer::ZStringTokenizer(const ZAbstractString& source, ZAbstractMutab
   if (source.getCodesetHandle() != token.getCodesetHandle()) {
     ZUnsupportedException().throwException("src/Z/ZStringTokenizer", 72);
   }
-  if (source.getCodesetHandle() == ZAbstractString::lcs_handle_) {
+  makeDelimiters();
+  // The bytes are taken as they are, whatever code set they are in.
+  delimiters_->setChars(delimiters);
+}
+
+// An empty delimiter string of the source's family, and the measuring mode:
+// the local code set is measured only where its characters can be longer
+// than a byte, UTF-8 always.
+void ZStringTokenizer::makeDelimiters() {
+  if (source_->getCodesetHandle() == ZAbstractString::lcs_handle_) {
     mbMax_ = static_cast<int>(MB_CUR_MAX);
     delimiters_ = new ZLCString();
   } else {
     delimiters_ = new ZUTF8String();
   }
-  // The bytes are taken as they are, whatever code set they are in.
-  delimiters_->setChars(delimiters);
 }
 
 ZStringTokenizer::ZStringTokenizer(const ZStringTokenizer& other)

@@ -46,7 +46,7 @@ class ZStringTokenizer : public ZAbstractIterator {
  private:
   ZStringTokenizer& operator=(const ZStringTokenizer&) = delete;
 
-  void checkCodeSets(int line) const;
+  void makeDelimiters();
   unsigned int scan(const ZAbstractString& delimiters, int wantDelimiters) const;
 
   const char* position_;

@@ -109,20 +109,23 @@ ZUTF8String& ZUTF8String::replaceAll(const char* set, char with) {
 
 // Each character of set (multibyte characters whole) has its occurrences
 // replaced in turn, so text put in by one may be replaced by a later one.
+// set and with are copied first: either may point into this string's text,
+// which the replacements change.
 ZUTF8String& ZUTF8String::replaceAll(const char* set, const char* with) {
-  const ZUTF8ConstString chars(set);
+  const ZUTF8String chars(set), text(with);
   ZUTF8String element;
   ZStringIterator it(chars, element);
-  replaceAllOf(it, with != nullptr ? with : "");
+  replaceAllOf(it, text.getChars());
   return *this;
 }
 
-// Walks a copy of the text, since the replacements change the text itself.
+// Walks a copy of the text, since the replacements change the text itself;
+// set and with are copied for the same reason.
 ZUTF8String& ZUTF8String::replaceOther(const char* set, const char* with) {
-  const ZUTF8String chars(*this);
+  const ZUTF8String chars(*this), keep(set), text(with);
   ZUTF8String element;
   ZStringIterator it(chars, element);
-  replaceNoneOf(it, set, with != nullptr ? with : "");
+  replaceNoneOf(it, set != nullptr ? keep.getChars() : nullptr, text.getChars());
   return *this;
 }
 

@@ -191,8 +191,9 @@ const char* parseConversion(const char* p, zvsnprintf_record* rec) {
     case 's':
     case 'S':
     case 'p':
-      // Their argument types are fixed; a length would describe another one.
-      if (length) return nullptr;
+      // Their argument types do not depend on a length: one is accepted and
+      // has no effect ("%ls" is "%s"). Only the floating conversions refuse
+      // lengths.
       type = *p == 'c'   ? ZFMT_T_CHAR
              : *p == 'C' ? ZFMT_T_WCHAR
              : *p == 's' ? ZFMT_T_STRING

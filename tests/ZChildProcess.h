@@ -1,0 +1,41 @@
+// zbase tests: running part of a test in a child process.
+#ifndef Z_TESTS_ZCHILDPROCESS_H_
+#define Z_TESTS_ZCHILDPROCESS_H_
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+// Runs `body` in a child process, so that what it changes (libraries it
+// loads, the host name) stays there, and returns the child's exit status:
+// what `body` returned, or -1 when the child dies or does not end within
+// `seconds` (it is killed then). Assertions in `body` print as usual; return
+// testing::Test::HasFailure() to pass their verdict on.
+template <typename Body>
+int inChild(Body body, int seconds = 60) {
+  std::fflush(nullptr);  // or the child would print the parent's pending output again
+  pid_t pid = fork();
+  if (pid == 0) {
+    int rc = body();
+    std::fflush(nullptr);
+    _exit(rc);
+  }
+  if (pid < 0) return -1;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  int status = 0;
+  while (waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+#endif  // Z_TESTS_ZCHILDPROCESS_H_
