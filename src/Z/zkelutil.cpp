@@ -26,15 +26,10 @@ std::atomic<kel_cs_handle> zutf8_codeset_{nullptr};
 pthread_once_t kel_once = PTHREAD_ONCE_INIT;
 
 // Set while a getter reports a failed set-up: building the exception
-// builds strings, and strings ask for the handles again. Nested requests for
-// a missing handle give up at once instead of recursing.
+// builds strings, and strings ask for the handles again. Such nested
+// requests get what there is (possibly null) instead of recursing, so that
+// the report can be built and printed.
 thread_local bool reportingFailure = false;
-
-[[noreturn]] void abortWithoutHandles() {
-  fprintf(stderr, "zbase: code-set handles unavailable (code set \"%s\", QXKELDIR \"%s\")\n",
-          csname_.load() != nullptr ? csname_.load() : "", keldir_ != nullptr ? keldir_ : "");
-  abort();
-}
 
 // Runs the set-up; prints the exception that reports a failure. False then.
 bool initOrReport() {
@@ -49,8 +44,7 @@ bool initOrReport() {
 
 kel_cs_handle handleOrAbort(const std::atomic<kel_cs_handle>& slot) {
   kel_cs_handle h = slot.load(std::memory_order_acquire);
-  if (h != nullptr) return h;
-  if (reportingFailure) abortWithoutHandles();
+  if (h != nullptr || reportingFailure) return h;
   reportingFailure = true;
   bool ok = initOrReport();
   reportingFailure = false;
