@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <typeinfo>
 
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
@@ -134,6 +135,16 @@ TEST_F(ZExceptionTest, EveryClassCarriesItsNumberNameAndPrintArguments) {
     ASSERT_NE(nullptr, ce);
     EXPECT_EQ(c.number, ce->getErrorNumber());
     EXPECT_EQ(c.text, printed(*ce));
+    // Each class copies and throws itself, except the numeric and boolean
+    // value exceptions, which copy and throw their base.
+    EXPECT_EQ(c.number != 40 && c.number != 41, typeid(*e) == typeid(*ce));
+    try {
+      e->throwException("src/Z/Somewhere", 17);
+    } catch (ZZException& thrown) {
+      EXPECT_TRUE(typeid(*ce) == typeid(thrown));
+      EXPECT_EQ(17, thrown.where());
+      EXPECT_EQ(c.text, printed(thrown));
+    }
   }
 }
 

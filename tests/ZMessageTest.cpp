@@ -1,14 +1,11 @@
 // Tests of the message service: installation and the default output formats.
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
@@ -183,39 +180,6 @@ TEST(ZMessageTest, TableTextsKeptCharacterForCharacter) {
     std::string t = ZDefaultMsgs[i];
     EXPECT_TRUE(t.empty() || t.back() != '\n') << i;
   }
-}
-
-// Runs body in a fresh child process (so that first-use initialisation
-// really happens first), which must exit 0 within ten seconds.
-void inFreshProcess(void (*body)()) {
-  pid_t pid = fork();
-  ASSERT_NE(-1, pid);
-  if (pid == 0) {
-    alarm(10);
-    body();
-    _exit(0);
-  }
-  int status = 0;
-  ASSERT_EQ(pid, waitpid(pid, &status, 0));
-  ASSERT_TRUE(WIFEXITED(status)) << "child ended by signal " << WTERMSIG(status);
-  EXPECT_EQ(0, WEXITSTATUS(status));
-}
-
-TEST(ZMessageTest, ConcurrentFirstUseMakesOneDefaultService) {
-  inFreshProcess([] {
-    ZMessageService* seen[8] = {};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-      threads.emplace_back([&seen, i] {
-        seen[i] =
-            i % 2 ? ZMessageService::messageService() : ZMessageService::defaultMessageService();
-      });
-    }
-    for (std::thread& t : threads) t.join();
-    for (ZMessageService* s : seen) {
-      if (s == nullptr || s != seen[0]) _exit(1);
-    }
-  });
 }
 
 }  // namespace

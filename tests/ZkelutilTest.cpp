@@ -69,10 +69,9 @@ TEST(ZkelutilTest, WithoutQxkeldirNamesAreNullButHandlesAbort) {
   EXPECT_TRUE(abortedBy(status)) << status;
 }
 
-// The exception that would report a local code set that cannot be opened
-// holds strings, and no string can be built without that code set: the
-// set-up gives up with a plain report instead of recursing.
-TEST(ZkelutilTest, AnUnopenableLocalCodeSetAbortsWithAPlainReport) {
+// The exception that reports the code set holds strings, which are built
+// while the handles are missing: the report still comes out in full.
+TEST(ZkelutilTest, AnUnopenableLocalCodeSetIsReportedThenNamesSurviveButHandlesAbort) {
   char dir[] = "/tmp/zkelutilXXXXXX";
   ASSERT_NE(nullptr, mkdtemp(dir));
   std::string file = std::string(dir) + "/codeset.alias";
@@ -80,15 +79,22 @@ TEST(ZkelutilTest, AnUnopenableLocalCodeSetAbortsWithAPlainReport) {
   ASSERT_NE(nullptr, f);
   fputs("ANSI_X3.4-1968 no-such-codeset\n", f);
   fclose(f);
+  const std::string report =
+      std::string("Exception: ZCodesetException\n File: \"src/Z/zkelutil\" 135\n Error: 47\n");
+  const std::string text = std::string("Codeset handle create failed for codeset \"ANSI_X3.4-1968\".  "
+                                       "QXKELDIR is \"") + dir + "\"";
+  const std::string env = std::string("-u LC_ALL -u LC_CTYPE LANG=C QXKELDIR=") + dir;
   int status = 0;
-  std::string env = std::string("-u LC_ALL -u LC_CTYPE LANG=C QXKELDIR=") + dir;
-  std::string out = runHelper(env, "handle", &status);
-  EXPECT_NE(
-      std::string::npos,
-      out.find(std::string("zbase: code-set handles unavailable (code set \"ANSI_X3.4-1968\", "
-                           "QXKELDIR \"") +
-               dir + "\")\n"))
-      << out;
+  std::string out = runHelper(env, "name", &status);
+  EXPECT_NE(std::string::npos, out.find(report)) << out;
+  EXPECT_NE(std::string::npos, out.find(text)) << out;
+  EXPECT_NE(std::string::npos, out.find("name=ANSI_X3.4-1968 locale=C\n")) << out;
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+
+  out = runHelper(env, "handle", &status);
+  EXPECT_NE(std::string::npos, out.find(report)) << out;
+  EXPECT_NE(std::string::npos, out.find(text)) << out;
+  EXPECT_EQ(std::string::npos, out.find("alive")) << out;
   EXPECT_TRUE(abortedBy(status)) << status;
   unlink(file.c_str());
   rmdir(dir);

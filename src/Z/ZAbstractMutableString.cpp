@@ -31,6 +31,14 @@ unsigned int checkedSum(std::uint64_t a, std::uint64_t b) {
   return static_cast<unsigned int>(sum);
 }
 
+// The text of a number as the printf conversion fmt writes it.
+template <typename T>
+ZAbstractMutableString& setNumber(ZAbstractMutableString& s, const char* fmt, T n) {
+  char text[32];
+  std::snprintf(text, sizeof text, fmt, n);
+  return s.setChars(text);
+}
+
 }  // namespace
 
 void ZAbstractMutableString::init() {
@@ -123,43 +131,48 @@ ZAbstractMutableString& ZAbstractMutableString::operator=(char c) {
 }
 
 ZAbstractMutableString& ZAbstractMutableString::operator=(int n) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%d", n);
-  return setChars(text);
+  return setNumber(*this, "%d", n);
 }
 
 ZAbstractMutableString& ZAbstractMutableString::operator=(unsigned int n) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%u", n);
-  return setChars(text);
+  return setNumber(*this, "%u", n);
 }
 
 ZAbstractMutableString& ZAbstractMutableString::operator=(long n) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%ld", n);
-  return setChars(text);
+  return setNumber(*this, "%ld", n);
 }
 
 ZAbstractMutableString& ZAbstractMutableString::operator=(unsigned long n) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%lu", n);
-  return setChars(text);
+  return setNumber(*this, "%lu", n);
 }
 
 const char* ZAbstractMutableString::getChars() const { return chars_; }
+
+bool ZAbstractMutableString::ownsBytes(const char* s) const {
+  std::uintptr_t p = reinterpret_cast<std::uintptr_t>(s);
+  std::uintptr_t b = reinterpret_cast<std::uintptr_t>(chars_);
+  return s != nullptr && p >= b && p <= b + capacity_;
+}
 
 unsigned int ZAbstractMutableString::getLength() const { return length_; }
 
 ZAbstractMutableString& ZAbstractMutableString::setChars(const ZAbstractString& other) {
   if (&other == this) return *this;
-  // The other string may view this one's bytes: copy them out first.
-  std::string copy(other.getChars(), other.getLength());
+  const char* s = other.getChars();
+  unsigned int n = other.getLength();
+  if (ownsBytes(s)) {
+    // A view of (part of) this string's own bytes: no room is needed.
+    std::memmove(chars_, s, n);
+    chars_[n] = '\0';
+    length_ = n;
+    return *this;
+  }
   clear();
-  return append(copy.data(), static_cast<unsigned int>(copy.size()));
+  return append(s, n);
 }
 
 ZAbstractMutableString& ZAbstractMutableString::setChars(const char* s) {
-  if (s != nullptr && s >= chars_ && s <= chars_ + length_) {
+  if (ownsBytes(s)) {
     // A tail of our own text.
     std::size_t n = std::strlen(s);
     std::memmove(chars_, s, n + 1);
@@ -191,7 +204,7 @@ ZAbstractMutableString& ZAbstractMutableString::append(const char* s, unsigned i
   unsigned int need = checkedSum(length_, n);
   if (need > capacity_) {
     // s may point into our own buffer, which growing moves.
-    bool own = s >= chars_ && s <= chars_ + capacity_;
+    bool own = ownsBytes(s);
     std::size_t offset = own ? static_cast<std::size_t>(s - chars_) : 0;
     bump(need, 0);
     if (own) s = chars_ + offset;
@@ -220,11 +233,12 @@ ZAbstractMutableString& ZAbstractMutableString::prepend(const char* s) {
 
 ZAbstractMutableString& ZAbstractMutableString::prepend(const char* s, unsigned int n) {
   if (s == nullptr || n == 0) return *this;
-  std::string copy(s, n);  // s may lie in our own buffer
+  std::string copy;
+  if (ownsBytes(s)) s = copy.assign(s, n).data();  // moved by what follows
   unsigned int need = checkedSum(length_, n);
   if (need > capacity_) bump(need, 0);
   std::memmove(chars_ + n, chars_, length_ + 1);
-  std::memcpy(chars_, copy.data(), n);
+  std::memcpy(chars_, s, n);
   length_ = need;
   return *this;
 }
@@ -233,11 +247,12 @@ ZAbstractMutableString& ZAbstractMutableString::insert(unsigned int pos, const c
   if (s == nullptr) return *this;
   // A position beyond the end would write outside the text: append there.
   if (pos > length_) pos = length_;
-  std::string copy(s);  // s may lie in our own buffer
-  unsigned int n = static_cast<unsigned int>(copy.size());
+  std::string copy;
+  if (ownsBytes(s)) s = copy.assign(s).data();  // moved by what follows
+  unsigned int n = static_cast<unsigned int>(std::strlen(s));
   bump(checkedSum(checkedSum(length_, n), 1), 0);
   std::memmove(chars_ + pos + n, chars_ + pos, length_ - pos + 1);
-  std::memcpy(chars_ + pos, copy.data(), n);
+  std::memcpy(chars_ + pos, s, n);
   length_ = static_cast<unsigned int>(std::strlen(chars_));
   return *this;
 }
@@ -387,18 +402,14 @@ ZAbstractMutableString& ZAbstractMutableString::stripWhiteSpace() {
 ZAbstractMutableString& ZAbstractMutableString::convertFromCodeSet(const ZAbstractString& source) {
   unsigned int n = source.getLength();
   if (n == 0) return *this;
-  std::string src(source.getChars(), n);  // source may be this string
-  if (getCodesetHandle() == utf8_handle_) {
-    unsigned int room = checkedSum(3ull * n, 1);
-    setCapacity(room);
-    int r = zlcs_to_utf8(src.data(), n, chars_, room);
-    length_ = r > 0 ? static_cast<unsigned int>(r) : 0;
-  } else {
-    unsigned int room = checkedSum(2ull * n, 1);
-    setCapacity(room);
-    int r = zlcs_from_utf8(src.data(), n, chars_, room);
-    length_ = r > 0 ? static_cast<unsigned int>(r) : 0;
-  }
+  std::string copy;
+  const char* src = source.getChars();
+  if (ownsBytes(src)) src = copy.assign(src, n).data();  // overwritten by the result
+  const bool toUtf8 = getCodesetHandle() == utf8_handle_;
+  unsigned int room = checkedSum((toUtf8 ? 3ull : 2ull) * n, 1);
+  setCapacity(room);
+  int r = toUtf8 ? zlcs_to_utf8(src, n, chars_, room) : zlcs_from_utf8(src, n, chars_, room);
+  length_ = r > 0 ? static_cast<unsigned int>(r) : 0;
   chars_[length_] = '\0';
   return *this;
 }

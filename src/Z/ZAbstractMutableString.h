@@ -113,6 +113,8 @@ class ZAbstractMutableString : public ZAbstractString {
   char* mutableChars() { return chars_; }
   // Makes room for need bytes (see the growth rule in the .cpp).
   void bump(unsigned int need, int exact);
+  // True when s points into this string's own buffer.
+  bool ownsBytes(const char* s) const;
 
  private:
   char* chars_;

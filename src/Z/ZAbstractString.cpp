@@ -18,18 +18,18 @@ namespace {
 
 std::once_flag handles_once;
 std::atomic<bool> handles_fetched(false);
-// Set while this thread fetches the handles: a string built during that
-// time (an exception reporting that the code sets cannot be opened) must not
-// start the fetch again.
-thread_local bool fetching_handles = false;
 
 void fetchHandles() {
-  if (handles_fetched.load(std::memory_order_acquire) || fetching_handles) return;
-  std::call_once(handles_once, [] {
-    fetching_handles = true;
-    ZAbstractString::utf8_handle_ = zgetUTF8Handle();
-    ZAbstractString::lcs_handle_ = zgetLCSHandle();
-    fetching_handles = false;
+  if (handles_fetched.load(std::memory_order_acquire)) return;
+  ZCodesetHandle utf8 = zgetUTF8Handle();
+  ZCodesetHandle lcs = zgetLCSHandle();
+  // Null only for a string built while a failed set-up is being reported
+  // (the exception's own strings); that string works byte by byte, and the
+  // handles stay unfetched.
+  if (utf8 == nullptr || lcs == nullptr) return;
+  std::call_once(handles_once, [utf8, lcs] {
+    ZAbstractString::utf8_handle_ = utf8;
+    ZAbstractString::lcs_handle_ = lcs;
     handles_fetched.store(true, std::memory_order_release);
   });
 }

@@ -7,6 +7,15 @@
 #include "Z/ZMessage.h"
 #include "Z/zkelutil.h"
 
+// clone and throwException of a concrete exception: both copy the object as
+// its own class, so that a handler for that class catches the thrown copy.
+#define Z_EXCEPTION_COPIES(Class)                                     \
+  ZObject* Class::clone() const { return new Class(*this); }          \
+  void Class::throwException(const char* file, int line) {            \
+    addLocation(file, line);                                          \
+    throw Class(*this);                                               \
+  }
+
 ZException::ZException(unsigned long number, const char* name)
     : number_(number), name_(name), file_(nullptr), line_(0) {}
 
@@ -64,137 +73,79 @@ void ZZException::printinternal(const ZZException* e, ...) {
 ZOutOfMemoryException::ZOutOfMemoryException()
     : ZZException(kZMsgOutOfMemory, "ZOutOfMemoryException") {}
 ZOutOfMemoryException::~ZOutOfMemoryException() {}
-ZObject* ZOutOfMemoryException::clone() const { return new ZOutOfMemoryException(*this); }
-void ZOutOfMemoryException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZOutOfMemoryException(*this);
-}
+Z_EXCEPTION_COPIES(ZOutOfMemoryException)
 
 ZInvalidPlatformException::ZInvalidPlatformException()
     : ZZException(kZMsgInvalidPlatform, "ZInvalidPlatformException") {}
 ZInvalidPlatformException::~ZInvalidPlatformException() {}
-ZObject* ZInvalidPlatformException::clone() const { return new ZInvalidPlatformException(*this); }
-void ZInvalidPlatformException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZInvalidPlatformException(*this);
-}
+Z_EXCEPTION_COPIES(ZInvalidPlatformException)
 
 ZNotClonableException::ZNotClonableException()
     : ZZException(kZMsgNotClonable, "ZNotClonableException") {}
 ZNotClonableException::~ZNotClonableException() {}
-ZObject* ZNotClonableException::clone() const { return new ZNotClonableException(*this); }
-void ZNotClonableException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZNotClonableException(*this);
-}
+Z_EXCEPTION_COPIES(ZNotClonableException)
 
 ZInvalidParameterException::ZInvalidParameterException()
     : ZZException(kZMsgInvalidParameter, "ZInvalidParameterException") {}
 ZInvalidParameterException::~ZInvalidParameterException() {}
-ZObject* ZInvalidParameterException::clone() const { return new ZInvalidParameterException(*this); }
-void ZInvalidParameterException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZInvalidParameterException(*this);
-}
+Z_EXCEPTION_COPIES(ZInvalidParameterException)
 
 ZAbstractNotImplementedException::ZAbstractNotImplementedException(const char* what)
     : ZZException(kZMsgNotImplemented, "ZAbstractNotImplementedException"), what_(what) {}
 ZAbstractNotImplementedException::~ZAbstractNotImplementedException() {}
-ZObject* ZAbstractNotImplementedException::clone() const {
-  return new ZAbstractNotImplementedException(*this);
-}
-void ZAbstractNotImplementedException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZAbstractNotImplementedException(*this);
-}
+Z_EXCEPTION_COPIES(ZAbstractNotImplementedException)
 void ZAbstractNotImplementedException::print() { printinternal(this, what_.getChars()); }
 
 ZNoKELEnvironmentException::ZNoKELEnvironmentException()
     : ZZException(kZMsgNoKELEnvironment, "ZNoKELEnvironmentException") {}
 ZNoKELEnvironmentException::~ZNoKELEnvironmentException() {}
-ZObject* ZNoKELEnvironmentException::clone() const { return new ZNoKELEnvironmentException(*this); }
-void ZNoKELEnvironmentException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZNoKELEnvironmentException(*this);
-}
+Z_EXCEPTION_COPIES(ZNoKELEnvironmentException)
 
 ZKELMBLenException::ZKELMBLenException() : ZZException(kZMsgKELMBLen, "ZKELMBLenException") {}
 ZKELMBLenException::~ZKELMBLenException() {}
-ZObject* ZKELMBLenException::clone() const { return new ZKELMBLenException(*this); }
-void ZKELMBLenException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZKELMBLenException(*this);
-}
+Z_EXCEPTION_COPIES(ZKELMBLenException)
 
 ZCodesetException::ZCodesetException(const char* codeset)
     : ZZException(kZMsgCodeset, "ZCodesetException"),
       directory_(std::getenv("QXKELDIR")),
       codeset_(codeset) {}
 ZCodesetException::~ZCodesetException() {}
-ZObject* ZCodesetException::clone() const { return new ZCodesetException(*this); }
-void ZCodesetException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZCodesetException(*this);
-}
+Z_EXCEPTION_COPIES(ZCodesetException)
 void ZCodesetException::print() { printinternal(this, codeset_.getChars(), directory_.getChars()); }
 
 ZUnsupportedException::ZUnsupportedException()
     : ZZException(kZMsgUnsupported, "ZUnsupportedException") {}
 ZUnsupportedException::~ZUnsupportedException() {}
-ZObject* ZUnsupportedException::clone() const { return new ZUnsupportedException(*this); }
-void ZUnsupportedException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZUnsupportedException(*this);
-}
+Z_EXCEPTION_COPIES(ZUnsupportedException)
 
 ZToUTF8Exception::ZToUTF8Exception()
     : ZZException(kZMsgToUTF8, "ZToUTF8Exception"), codeset_(zgetLocalCodesetName()) {}
 ZToUTF8Exception::~ZToUTF8Exception() {}
-ZObject* ZToUTF8Exception::clone() const { return new ZToUTF8Exception(*this); }
-void ZToUTF8Exception::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZToUTF8Exception(*this);
-}
+Z_EXCEPTION_COPIES(ZToUTF8Exception)
 void ZToUTF8Exception::print() { printinternal(this, codeset_.getChars()); }
 
 ZFromUTF8Exception::ZFromUTF8Exception()
     : ZZException(kZMsgFromUTF8, "ZFromUTF8Exception"), codeset_(zgetLocalCodesetName()) {}
 ZFromUTF8Exception::~ZFromUTF8Exception() {}
-ZObject* ZFromUTF8Exception::clone() const { return new ZFromUTF8Exception(*this); }
-void ZFromUTF8Exception::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZFromUTF8Exception(*this);
-}
+Z_EXCEPTION_COPIES(ZFromUTF8Exception)
 void ZFromUTF8Exception::print() { printinternal(this, codeset_.getChars()); }
 
 ZConverterException::ZConverterException(int number, int err, const char* from, const char* to)
     : ZZException(number, "ZConverterException"), err_(err), from_(from), to_(to) {}
 ZConverterException::~ZConverterException() {}
-ZObject* ZConverterException::clone() const { return new ZConverterException(*this); }
-void ZConverterException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZConverterException(*this);
-}
+Z_EXCEPTION_COPIES(ZConverterException)
 void ZConverterException::print() { printinternal(this, from_.getChars(), to_.getChars(), err_); }
 
 ZConditionException::ZConditionException(int number, int rc)
     : ZZException(number, "ZConditionException"), rc_(rc) {}
 ZConditionException::~ZConditionException() {}
-ZObject* ZConditionException::clone() const { return new ZConditionException(*this); }
-void ZConditionException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZConditionException(*this);
-}
+Z_EXCEPTION_COPIES(ZConditionException)
 void ZConditionException::print() { printinternal(this, rc_); }
 
 ZThreadException::ZThreadException(int number, int rc)
     : ZZException(number, "ZThreadException"), rc_(rc) {}
 ZThreadException::~ZThreadException() {}
-ZObject* ZThreadException::clone() const { return new ZThreadException(*this); }
-void ZThreadException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZThreadException(*this);
-}
+Z_EXCEPTION_COPIES(ZThreadException)
 void ZThreadException::print() { printinternal(this, rc_); }
 
 ZResourceException::ZResourceException(int number, int rc)
@@ -205,100 +156,56 @@ void ZResourceException::print() { printinternal(this, rc_); }
 ZLockResourceException::ZLockResourceException(int number, int rc)
     : ZResourceException(number, rc) {}
 ZLockResourceException::~ZLockResourceException() {}
-ZObject* ZLockResourceException::clone() const { return new ZLockResourceException(*this); }
-void ZLockResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZLockResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZLockResourceException)
 
 ZUnlockResourceException::ZUnlockResourceException(int number, int rc)
     : ZResourceException(number, rc) {}
 ZUnlockResourceException::~ZUnlockResourceException() {}
-ZObject* ZUnlockResourceException::clone() const { return new ZUnlockResourceException(*this); }
-void ZUnlockResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZUnlockResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZUnlockResourceException)
 
 ZReadResourceException::ZReadResourceException(int number, int rc)
     : ZResourceException(number, rc) {}
 ZReadResourceException::~ZReadResourceException() {}
-ZObject* ZReadResourceException::clone() const { return new ZReadResourceException(*this); }
-void ZReadResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZReadResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZReadResourceException)
 
 ZWriteResourceException::ZWriteResourceException(int number, int rc)
     : ZResourceException(number, rc) {}
 ZWriteResourceException::~ZWriteResourceException() {}
-ZObject* ZWriteResourceException::clone() const { return new ZWriteResourceException(*this); }
-void ZWriteResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZWriteResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZWriteResourceException)
 
 ZCreateResourceException::ZCreateResourceException(int number, int rc)
     : ZResourceException(number, rc) {}
 ZCreateResourceException::~ZCreateResourceException() {}
-ZObject* ZCreateResourceException::clone() const { return new ZCreateResourceException(*this); }
-void ZCreateResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZCreateResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZCreateResourceException)
 
 ZOpenResourceException::ZOpenResourceException(int number, int rc, const char* file)
     : ZResourceException(number, rc), file_(file) {}
 ZOpenResourceException::~ZOpenResourceException() {}
-ZObject* ZOpenResourceException::clone() const { return new ZOpenResourceException(*this); }
-void ZOpenResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZOpenResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZOpenResourceException)
 void ZOpenResourceException::print() { printinternal(this, rc(), file_.getChars()); }
 
 ZCloseResourceException::ZCloseResourceException(int number, int rc, const char* file)
     : ZResourceException(number, rc), file_(file) {}
 ZCloseResourceException::~ZCloseResourceException() {}
-ZObject* ZCloseResourceException::clone() const { return new ZCloseResourceException(*this); }
-void ZCloseResourceException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZCloseResourceException(*this);
-}
+Z_EXCEPTION_COPIES(ZCloseResourceException)
 void ZCloseResourceException::print() { printinternal(this, rc(), file_.getChars()); }
 
 ZInvalidResourceStateException::ZInvalidResourceStateException(const char* state)
     : ZResourceException(kZMsgInvalidLockState, -1), state_(state) {}
 ZInvalidResourceStateException::~ZInvalidResourceStateException() {}
-ZObject* ZInvalidResourceStateException::clone() const {
-  return new ZInvalidResourceStateException(*this);
-}
-void ZInvalidResourceStateException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZInvalidResourceStateException(*this);
-}
+Z_EXCEPTION_COPIES(ZInvalidResourceStateException)
 void ZInvalidResourceStateException::print() { printinternal(this, state_.getChars()); }
 
 ZJavaPropertyParseException::ZJavaPropertyParseException(const char* file)
     : ZZException(kZMsgJavaPropertyParse, "ZJavaPropertyParseException"), file_(file) {}
 ZJavaPropertyParseException::~ZJavaPropertyParseException() {}
-ZObject* ZJavaPropertyParseException::clone() const {
-  return new ZJavaPropertyParseException(*this);
-}
-void ZJavaPropertyParseException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZJavaPropertyParseException(*this);
-}
+Z_EXCEPTION_COPIES(ZJavaPropertyParseException)
 void ZJavaPropertyParseException::print() { printinternal(this, file_.getChars()); }
 
 ZUnexpectedEndOfFile::ZUnexpectedEndOfFile(const char* file)
     : ZZException(kZMsgUnexpectedEOF, "ZUnexpectedEndOfFile"), file_(file) {}
 ZUnexpectedEndOfFile::~ZUnexpectedEndOfFile() {}
-ZObject* ZUnexpectedEndOfFile::clone() const { return new ZUnexpectedEndOfFile(*this); }
-void ZUnexpectedEndOfFile::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZUnexpectedEndOfFile(*this);
-}
+Z_EXCEPTION_COPIES(ZUnexpectedEndOfFile)
 void ZUnexpectedEndOfFile::print() { printinternal(this, file_.getChars()); }
 
 ZPropertiesException::ZPropertiesException(int number, const char* name, const char* file)
@@ -309,11 +216,7 @@ void ZPropertiesException::print() { printinternal(this, file_.getChars()); }
 ZPropertiesIOException::ZPropertiesIOException(const char* file, const char* api, int rc)
     : ZPropertiesException(kZMsgPropIO, "ZPropertiesIOException", file), api_(api), rc_(rc) {}
 ZPropertiesIOException::~ZPropertiesIOException() {}
-ZObject* ZPropertiesIOException::clone() const { return new ZPropertiesIOException(*this); }
-void ZPropertiesIOException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZPropertiesIOException(*this);
-}
+Z_EXCEPTION_COPIES(ZPropertiesIOException)
 void ZPropertiesIOException::print() { printinternal(this, file(), api_.getChars(), rc_); }
 
 ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(const char* file, const char* data,
@@ -322,13 +225,7 @@ ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(const char* fil
       data_(data),
       line_(line) {}
 ZPropertiesInvalidDataException::~ZPropertiesInvalidDataException() {}
-ZObject* ZPropertiesInvalidDataException::clone() const {
-  return new ZPropertiesInvalidDataException(*this);
-}
-void ZPropertiesInvalidDataException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZPropertiesInvalidDataException(*this);
-}
+Z_EXCEPTION_COPIES(ZPropertiesInvalidDataException)
 void ZPropertiesInvalidDataException::print() {
   printinternal(this, file(), line_, data_.getChars());
 }
@@ -342,13 +239,7 @@ ZPropertiesInvalidValueException::ZPropertiesInvalidValueException(const char* f
       key_(key),
       value_(value) {}
 ZPropertiesInvalidValueException::~ZPropertiesInvalidValueException() {}
-ZObject* ZPropertiesInvalidValueException::clone() const {
-  return new ZPropertiesInvalidValueException(*this);
-}
-void ZPropertiesInvalidValueException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZPropertiesInvalidValueException(*this);
-}
+Z_EXCEPTION_COPIES(ZPropertiesInvalidValueException)
 void ZPropertiesInvalidValueException::print() {
   printinternal(this, file(), value_.getChars(), key_.getChars(), stanza_.getChars());
 }
@@ -374,13 +265,7 @@ ZPropertiesInvalidBoolValueException::~ZPropertiesInvalidBoolValueException() {}
 ZPropertiesIteratorException::ZPropertiesIteratorException(const char* file)
     : ZPropertiesException(kZMsgPropIterator, "ZPropertiesIteratorException", file) {}
 ZPropertiesIteratorException::~ZPropertiesIteratorException() {}
-ZObject* ZPropertiesIteratorException::clone() const {
-  return new ZPropertiesIteratorException(*this);
-}
-void ZPropertiesIteratorException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZPropertiesIteratorException(*this);
-}
+Z_EXCEPTION_COPIES(ZPropertiesIteratorException)
 
 ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(const char* file,
                                                                          const char* stanza,
@@ -389,13 +274,7 @@ ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(const c
       stanza_(stanza),
       key_(key) {}
 ZPropertiesMissingPropertyException::~ZPropertiesMissingPropertyException() {}
-ZObject* ZPropertiesMissingPropertyException::clone() const {
-  return new ZPropertiesMissingPropertyException(*this);
-}
-void ZPropertiesMissingPropertyException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZPropertiesMissingPropertyException(*this);
-}
+Z_EXCEPTION_COPIES(ZPropertiesMissingPropertyException)
 void ZPropertiesMissingPropertyException::print() {
   printinternal(this, file(), key_.getChars(), stanza_.getChars());
 }
@@ -411,13 +290,7 @@ ZSharedLibraryLoadException::ZSharedLibraryLoadException(const char* library, co
     : ZSharedLibraryException(kZMsgSharedLibraryLoad, "ZSharedLibraryLoadException", library, text,
                               rc) {}
 ZSharedLibraryLoadException::~ZSharedLibraryLoadException() {}
-ZObject* ZSharedLibraryLoadException::clone() const {
-  return new ZSharedLibraryLoadException(*this);
-}
-void ZSharedLibraryLoadException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZSharedLibraryLoadException(*this);
-}
+Z_EXCEPTION_COPIES(ZSharedLibraryLoadException)
 void ZSharedLibraryLoadException::print() { printinternal(this, library(), rc(), text()); }
 
 ZSharedLibraryResolveException::ZSharedLibraryResolveException(const char* library,
@@ -427,13 +300,7 @@ ZSharedLibraryResolveException::ZSharedLibraryResolveException(const char* libra
                               text, rc),
       symbol_(symbol) {}
 ZSharedLibraryResolveException::~ZSharedLibraryResolveException() {}
-ZObject* ZSharedLibraryResolveException::clone() const {
-  return new ZSharedLibraryResolveException(*this);
-}
-void ZSharedLibraryResolveException::throwException(const char* file, int line) {
-  addLocation(file, line);
-  throw ZSharedLibraryResolveException(*this);
-}
+Z_EXCEPTION_COPIES(ZSharedLibraryResolveException)
 void ZSharedLibraryResolveException::print() {
   printinternal(this, library(), symbol_.getChars(), rc(), text());
 }
