@@ -229,9 +229,7 @@ TEST(ZStanzaFilePropertiesTest, RoundTripKeepsLayoutAndMergesMultipleValues) {
       "user = scott\n",
       written(cache));
   EXPECT_EQ("a,b,c", texts(cache.get("server", "alias", ANY)));
-  EXPECT_EQ("a = b # not a comment", texts(cache.get("server", "formula", ANY)));
-  EXPECT_EQ("spaced value", texts(cache.get("server", "tabbed key", ANY)));
-  EXPECT_EQ("v", texts(cache.get(" spaced name ", "k", ANY)));
+  // "empty =" holds the key with no value at all.
   EXPECT_TRUE(cache.contains("server", "empty"));
   EXPECT_EQ(0u, cache.countValues("server", "empty"));
   EXPECT_EQ(3u, cache.count());
