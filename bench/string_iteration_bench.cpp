@@ -14,8 +14,8 @@ namespace {
 // Words of 3 to 9 letters, some with two-byte characters, between runs of
 // blanks, tabs and line ends.
 std::string text(int bytes) {
-  static const char* const kWords[] = {"alpha", "b\xc3\xa9ta", "gam", "delta\xc3\xa9",
-                                       "epsilon", "z\xc3\xa9ta\xc3\xa9t\xc3\xa9"};
+  static const char* const kWords[] = {
+      "alpha", "b\xc3\xa9ta", "gam", "delta\xc3\xa9", "epsilon", "z\xc3\xa9ta\xc3\xa9t\xc3\xa9"};
   static const char* const kGaps[] = {" ", "  ", "\t", "\r\n"};
   std::string out;
   for (unsigned int i = 0; static_cast<int>(out.size()) < bytes; ++i) {

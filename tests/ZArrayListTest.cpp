@@ -1,14 +1,15 @@
 // zbase tests: ZArrayList, its iterators, sorting, shuffling and ZArrayStack.
-#include "Z/ZArrayList.h"
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <ctime>
+#include <memory>
 #include <random>
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "Z/ZArrayList.h"
 #include "ZCollectionTestObjects.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
@@ -190,6 +191,24 @@ TEST(ZArrayListTest, SortOrdersByCompareAndLeavesNullsInPlace) {
     for (int x : before) expected.push_back(x < 0 ? -1 : nonNull[k++]);
     EXPECT_EQ(values(r), expected);
   }
+}
+
+// Threads that ask for the shared comparison at the same moment all get the
+// one object, made once (a race here shows under the thread sanitizer).
+TEST(ZArrayListTest, DefaultSortCompareIsMadeOnceWhenFirstUsesRace) {
+  const int kThreads = 8;
+  std::atomic<bool> go{false};
+  std::vector<const ZSortCompare*> seen(kThreads, nullptr);
+  std::vector<std::unique_ptr<BoundedThread>> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back(new BoundedThread([&go, &seen, i] {
+      while (!go) std::this_thread::yield();
+      seen[i] = &ZSortCompare::defaultSortCompare();
+    }));
+  }
+  go = true;
+  for (auto& t : threads) t->join();
+  for (const ZSortCompare* c : seen) EXPECT_EQ(c, &ZSortCompare::defaultSortCompare());
 }
 
 // Counts swaps, to see the shuffle work through swap().

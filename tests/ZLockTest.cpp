@@ -41,24 +41,6 @@ TEST(ZLockTest, UnlockByAnotherThreadIsRefusedAndLeavesTheOwnerHolding) {
   l.unlock();  // still ours
 }
 
-TEST(ZLockTest, ResourceLockHoldsForItsScopeAndNests) {
-  ZLock l;
-  std::atomic<bool> acquired{false};
-  std::unique_ptr<BoundedThread> other;
-  {
-    ZResourceLock outer(l);
-    { ZResourceLock inner(l); }
-    other.reset(new BoundedThread([&] {
-      ZResourceLock g(l);
-      acquired = true;
-    }));
-    pause(50);
-    EXPECT_FALSE(acquired);
-  }
-  other->join();
-  EXPECT_TRUE(acquired);
-}
-
 TEST(ZLockTest, ResourceLockReportsAFailedUnlockInsteadOfThrowing) {
   RecordingMessageService service;
   ZLock l;
@@ -91,7 +73,7 @@ TEST(ZLockTest, DestroyingAHeldLockReportsTheReturnCode) {
 #endif
 }
 
-TEST(ZLockTest, NestedLockingExcludesOtherThreads) {
+TEST(ZLockTest, NestedResourceLocksExcludeOtherThreads) {
   ZLock l;
   long counter = 0;
   std::vector<std::unique_ptr<BoundedThread>> threads;

@@ -178,19 +178,19 @@ TEST_F(ZStanzaToolTest, ErrorsGiveOneLineAndTheirExitCode) {
       {{"set", "app.conf", "database", "password", "plain"},
        2,
        "zstanza: key 'password' in stanza 'database' holds obfuscated values: use "
-       "--obfuscated\nTry 'zstanza --help'.\n"},
+       "--obfuscated (see zstanza --help)\n"},
       {{"set", "app.conf", "server", "host", "a\nb"},
        2,
-       "zstanza: a value cannot span lines\nTry 'zstanza --help'.\n"},
+       "zstanza: a value cannot span lines (see zstanza --help)\n"},
       {{"get", "app.conf", "server"},
        2,
-       "zstanza: get takes FILE STANZA KEY\nTry 'zstanza --help'.\n"},
+       "zstanza: get takes FILE STANZA KEY (see zstanza --help)\n"},
       {{"frobnicate", "app.conf"},
        2,
-       "zstanza: unknown command 'frobnicate'\nTry 'zstanza --help'.\n"},
+       "zstanza: unknown command 'frobnicate' (see zstanza --help)\n"},
       {{"get", "app.conf", "", "k"},
        2,
-       "zstanza: file, stanza and key names cannot be empty\nTry 'zstanza --help'.\n"},
+       "zstanza: file, stanza and key names cannot be empty (see zstanza --help)\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.args[0] + " " + c.args[c.args.size() - 1]);

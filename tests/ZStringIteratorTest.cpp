@@ -67,8 +67,8 @@ TEST(ZStringIteratorTest, UnmeasurableCharacterThrows) {
     ZUTF8String text(bad), out;
     ZStringIterator it(text, out);
     EXPECT_STREQ("a", it.getNext()->getChars());
-    expectThrowAt<ZKELMBLenException>([&] { it.getNext(); }, kZMsgKELMBLen,
-                                      "src/Z/ZStringIterator", 113);
+    expectThrowAt<ZKELMBLenException>([&] { it.getNext(); }, kZMsgKELMBLen, "src/Z/ZStringIterator",
+                                      113);
   }
 }
 

@@ -100,21 +100,21 @@ TEST(ZStringTokenizerTest, RejectsMixedCodeSetsAndUnmeasurableText) {
   ZLCString lc("a b");
   ZUTF8String utf8Token;
   expectThrowAt<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token); }, kZMsgUnsupported,
-                                     "src/Z/ZStringTokenizer", 97);
+                                       "src/Z/ZStringTokenizer", 97);
   expectThrowAt<ZUnsupportedException>([&] { ZStringTokenizer t(lc, utf8Token, ZLCString(",")); },
-                                     kZMsgUnsupported, "src/Z/ZStringTokenizer", 72);
+                                       kZMsgUnsupported, "src/Z/ZStringTokenizer", 72);
 
   // A malformed byte among delimiters, then inside a word.
   ZUTF8String bad("ok \xff"), token;
   ZStringTokenizer t(bad, token);
   EXPECT_STREQ("ok", t.getNext()->getChars());
   expectThrowAt<ZKELMBLenException>([&] { t.hasMore(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
-                                  269);
+                                    269);
   ZUTF8String truncated("ab\xe2\x82"), token2;
   ZStringTokenizer t2(truncated, token2);
   EXPECT_TRUE(t2.hasMore());
   expectThrowAt<ZKELMBLenException>([&] { t2.getNext(); }, kZMsgKELMBLen, "src/Z/ZStringTokenizer",
-                                  331);
+                                    331);
 }
 
 TEST(ZStringTokenizerTest, ListAndCopiesAreIndependentOfTheTokenizer) {

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "Z/ZLCString.h"
 #include "Z/zkelutil.h"
 
 int main(int argc, char** argv) {
@@ -25,8 +26,15 @@ int main(int argc, char** argv) {
     std::vector<std::thread> threads;
     for (int i = 0; i < n; ++i) {
       threads.emplace_back([&seen, &names, i] {
-        seen[i][0] = zgetLCSHandle();
-        seen[i][1] = zgetUTF8Handle();
+        // Half of them come through the first string they build.
+        if (i % 2) {
+          ZLCString s("x");
+          seen[i][0] = s.getCodesetHandle();
+          seen[i][1] = ZAbstractString::utf8_handle_;
+        } else {
+          seen[i][0] = zgetLCSHandle();
+          seen[i][1] = zgetUTF8Handle();
+        }
         names[i] = zgetLocalCodesetName();
       });
     }

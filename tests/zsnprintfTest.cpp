@@ -179,6 +179,7 @@ TEST(zsnprintfTest, FloatingPointAgreesWithSystemPrintfAtAnyLength) {
 TEST(zsnprintfTest, TruncatesLikeSystemPrintfAtEveryBufferSize) {
   checkTruncation("%s=%-6d|%#010x|%.3f", "key", -42, 0xbeefu, 2.0 / 3.0);
   checkTruncation("%e and %20.10g end", 6.02e23, -1.5e-7);
+  checkTruncation("%.2f|%f|%-120.3e|", 1.5, 1e300, -2.0);  // beyond the scratch buffer
   checkTruncation("no conversions at all");
   checkTruncation("%c%c%c", 'a', '\0', 'b');  // the NUL byte is output and counted
   checkTruncation("%%%5s%%", "x");
@@ -226,13 +227,12 @@ TEST(zsnprintfTest, DocumentedResultsAndPositionalArguments) {
 
 TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   // Conversions and lengths the engine does not know make the format invalid.
-  for (const char* bad : {"%lf",   "%hf",    "%le",     "%lg",           "%n",
-                          "%F",    "%a",     "%A",      "%jd",           "%zd",
-                          "%td",   "%hhd",   "%hld",    "%lhd",          "%lld%llld",
-                          "%Lld",  "%qhd",   "%Ll",     "%hls",          "%w",
-                          "abc%",  "%5",     "%-",      "%0$d",          "%5*d",
-                          "%*5d",  "%*1$d",  "%.*1$d",  "%1$*1d",        "%1$.*2d",
-                          "%99999999999d",   "%.99999999999d"}) {
+  for (const char* bad :
+       {"%lf",       "%hf",     "%le",           "%lg",           "%n",   "%F",    "%a",
+        "%A",        "%jd",     "%zd",           "%td",           "%hhd", "%hld",  "%lhd",
+        "%lld%llld", "%Lld",    "%qhd",          "%Ll",           "%hls", "%w",    "abc%",
+        "%5",        "%-",      "%0$d",          "%5*d",          "%*5d", "%*1$d", "%.*1$d",
+        "%1$*1d",    "%1$.*2d", "%99999999999d", "%.99999999999d"}) {
     SCOPED_TRACE(bad);
     char buf[16] = "untouched";
     EXPECT_EQ(-1, zsnprintf(buf, sizeof buf, bad, 1, 2));
@@ -246,7 +246,8 @@ TEST(zsnprintfTest, DiffersFromSystemPrintfOnPurpose) {
   EXPECT_EQ("<-1>", zfmt("%1000000$d", 1));
 
   // A length on c, C, s, S or p changes nothing: "%ls" is "%s", not a wide string.
-  EXPECT_EQ("[x][y][0x10][  z]", zfmt("[%ls][%hc][%lp][%3Ls]", "x", 'y', reinterpret_cast<void*>(0x10), "z"));
+  EXPECT_EQ("[x][y][0x10][  z]",
+            zfmt("[%ls][%hc][%lp][%3Ls]", "x", 'y', reinterpret_cast<void*>(0x10), "z"));
   // "L", "ll" and "q" select long double and long long.
   EXPECT_EQ("1.500000 2.50e+00 3", zfmt("%Lf %.2qe %llg", 1.5L, 2.5L, 3.0L));
   EXPECT_EQ("-9223372036854775808 18446744073709551615 -5",

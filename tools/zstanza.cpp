@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -117,11 +118,8 @@ int fail(int code, const std::string& text) {
   return code;
 }
 
-int usage(const std::string& text) {
-  fail(kUsage, text);
-  std::fprintf(stderr, "Try 'zstanza --help'.\n");
-  return kUsage;
-}
+// Wrong usage, in one line like every other error.
+int usage(const std::string& text) { return fail(kUsage, text + " (see zstanza --help)"); }
 
 bool isDirectory(const std::string& path) { return ::access((path + "/.").c_str(), F_OK) == 0; }
 
@@ -341,6 +339,18 @@ int cmdDump(const Options& o) {
   return kOk;
 }
 
+// The exit code that tells the caller what kind of failure it was.
+int exitCode(ZException& e) {
+  if (dynamic_cast<ZPropertiesMissingPropertyException*>(&e)) return kMissing;
+  if (dynamic_cast<ZPropertiesInvalidDataException*>(&e) ||
+      dynamic_cast<ZPropertiesInvalidValueException*>(&e)) {
+    return kInvalid;
+  }
+  if (dynamic_cast<ZPropertiesIOException*>(&e)) return kIOFailed;
+  if (dynamic_cast<ZInvalidParameterException*>(&e)) return kUsage;
+  return kFailed;
+}
+
 int run(const Options& o) {
   if (o.command == "get") return cmdGet(o);
   if (o.command == "set") return cmdSet(o);
@@ -398,23 +408,10 @@ int main(int argc, char** argv) {
   ZMessageService::setMessageService(&service);
   try {
     return run(o);
-  } catch (ZPropertiesMissingPropertyException& e) {
-    e.dumpException();
-    return kMissing;
-  } catch (ZPropertiesInvalidDataException& e) {
-    e.dumpException();
-    return kInvalid;
-  } catch (ZPropertiesInvalidValueException& e) {
-    e.dumpException();
-    return kInvalid;
-  } catch (ZPropertiesIOException& e) {
-    e.dumpException();
-    return kIOFailed;
-  } catch (ZInvalidParameterException& e) {
-    e.dumpException();
-    return kUsage;
   } catch (ZException& e) {
     e.dumpException();
-    return kFailed;
+    return exitCode(e);
+  } catch (const std::exception& e) {
+    return fail(kFailed, e.what());
   }
 }

@@ -22,8 +22,10 @@ void reportRc(const char* file, int line, int number, int rc) {
                                                    nullptr, nullptr, nullptr);
 }
 
-// The start of the current second plus `seconds`, on the clock that timed
-// waits measure against.
+// The start of the current second plus `seconds`, read from the clock that
+// timed waits measure against. Not time(): it may read a coarser copy of
+// that clock, which can still show the previous second, so that a wait
+// would end a whole second early.
 timespec deadlineIn(long seconds) {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
@@ -136,15 +138,12 @@ ZBooleanCondition::ZBooleanCondition() : ZCondition(), condition_(0) {}
 
 ZBooleanCondition::ZBooleanCondition(ZLock& l) : ZCondition(l), condition_(0) {}
 
-int ZBooleanCondition::wait() {
-  timespec forever = {0, 0};
-  int timedOut = 0;
-  return wait(forever, timedOut);
-}
+// Both build their deadline as ZCondition does; its versions end in the
+// virtual wait(deadline, timedOut), which is the flag loop below.
+int ZBooleanCondition::wait() { return ZCondition::wait(); }
 
 int ZBooleanCondition::wait(long seconds, int& timedOut) {
-  timespec deadline = deadlineIn(seconds);
-  return wait(deadline, timedOut);
+  return ZCondition::wait(seconds, timedOut);
 }
 
 int ZBooleanCondition::wait(timespec& deadline, int& timedOut) {

@@ -18,8 +18,7 @@ int ZAbstractMap::isEmpty() const { return size() == 0; }
 
 // ---- ZArrayMap ---------------------------------------------------------
 
-ZArrayMap::ZArrayMap(unsigned int capacity, int ownsMembers)
-    : ZArrayList(capacity, ownsMembers) {}
+ZArrayMap::ZArrayMap(unsigned int capacity, int ownsMembers) : ZArrayList(capacity, ownsMembers) {}
 
 ZArrayMap::ZArrayMap(const ZArrayMap& other) : ZArrayList(other), ZMap() {}
 

@@ -18,7 +18,9 @@
 // of readers and promotable to write without letting another writer in.
 class ZReadWriteLockInterface : public ZLockInterface {
  public:
-  enum zlockstate {
+  // The underlying type is fixed so that any int is a value of the type:
+  // lock() and getLockStateName() accept values outside the four states.
+  enum zlockstate : int {
     kUnset = 0,    // no lock held
     kRead = 1,     // one or more readers
     kProtect = 2,  // read with intent to write: one holder, readers allowed

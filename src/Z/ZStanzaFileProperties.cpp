@@ -97,10 +97,10 @@ bool fitsStanza(const ZAbstractString& s) {
   return !hasNewline(s) && std::memchr(s.getChars(), ']', s.getLength()) == nullptr;
 }
 
-bool fitsKey(const ZAbstractString& s) {
+bool fitsKey(const ZAbstractString& s) {  // the reader trims the blanks around a key
   const char* p = s.getChars();
-  while (isSpace(*p)) ++p;
-  return *p != '\0' && *p != '#' && *p != '[' && std::strpbrk(p, "=\n") == nullptr;
+  if (s.isEmpty() || isSpace(*p) || isSpace(p[s.getLength() - 1])) return false;
+  return *p != '#' && *p != '[' && std::strpbrk(p, "=\n") == nullptr;
 }
 
 // Every line of a comment must begin, after blanks, with "#".

@@ -228,8 +228,10 @@ void ZSleeperThread::run() {
     readyCondition_.signal();
   }
   while (!exitRequested_) {
-    // A request that came while the lock was let go for the pool is not
-    // waited for again.
+    // Sleep only when no request is pending. The lock is let go while the
+    // pool is told of a finished unit (below); a wakeUp() in that window, or
+    // before the loop first ran, signalled nobody and would otherwise be
+    // lost until the next time-out, or for ever.
     if (!wakeRequested_) {
       if (sleepSeconds_ != 0) {
         int timedOut = 0;
@@ -245,7 +247,9 @@ void ZSleeperThread::run() {
     ZThreadPool* pool = pool_;
     if (pool != nullptr) {
       // The pool is told without the wake lock: the pool's waitForExit()
-      // takes the wake locks of parked threads while holding its own mutex.
+      // takes the wake locks of parked threads while holding its own mutex,
+      // so holding ours while taking the pool's would be the opposite lock
+      // order and can deadlock.
       int keep = 0;
       wakeLock.unlock();
       try {
@@ -281,6 +285,8 @@ void ZSleeperThread::waitForExit() {
     detached = detached_;
     deleteOnExit = deleteOnExit_;
   }
+  // A detached thread cannot be joined, and it may still be reading
+  // exitRequested: it is not reset.
   if (detached) return;
   ZThread::waitForExit();
   if (!deleteOnExit) reset();
@@ -348,7 +354,8 @@ void ZThreadPool::start(ZThread& t) {
     if (rc != 0) reportRc("src/Z/ZThread", 330, kMsgCondWait, rc);
   }
   // Counted and told its pool before it runs: a thread that ends at once
-  // reports its death to this pool (which waits for our mutex).
+  // reports its death to this pool (which waits for our mutex), and never
+  // finds its pool unset. Both are undone when the start fails.
   ++activeCount_;
   t.pool_ = this;
   int line = 0;
@@ -374,8 +381,11 @@ void ZThreadPool::start(ZThread& t) {
 void ZThreadPool::threadDeathNotification(ZThread&) {
   lockMutex(387);
   --activeCount_;
-  // Admits one waiting starter, or the waiter for the end of all threads.
-  int rc = pthread_cond_signal(cond_);
+  // Wakes every waiter, not one: starters waiting for room and waitForExit()
+  // share the condition, and a single wake-up taken by waitForExit() would
+  // leave a starter blocked although there is room. Each re-tests its own
+  // condition. A failure keeps the number of a failed signal.
+  int rc = pthread_cond_broadcast(cond_);
   if (rc != 0) {
     pthread_mutex_unlock(mutex_);
     ZThreadException(kMsgCondSignal, rc).throwException("src/Z/ZThread", 398);

@@ -19,7 +19,10 @@ namespace {
 const char* keldir_ = nullptr;
 int kel_rc = 0;
 std::atomic<char*> locstring_{nullptr};
-kel_loc_handle local_locale_handle_ = nullptr;
+// Atomic like the others, although nothing reads it yet: an optimised build
+// would otherwise drop the store, and leak checkers would then report the
+// locale as lost.
+std::atomic<kel_loc_handle> local_locale_handle_{nullptr};
 std::atomic<char*> csname_{nullptr};
 std::atomic<kel_cs_handle> zlocal_codeset_{nullptr};
 std::atomic<kel_cs_handle> zutf8_codeset_{nullptr};
@@ -77,7 +80,7 @@ void zonce_init() {
   kel_rc = kel_canonical_loc(lang, canonical, sizeof canonical);
   if (kel_rc != 0) return;
   locstring_.store(strdup(canonical), std::memory_order_release);
-  local_locale_handle_ = kel_loc_new(canonical);
+  local_locale_handle_.store(kel_loc_new(canonical), std::memory_order_release);
 
   char cs[32];
   kel_rc = kel_os_cs_name(cs, sizeof cs);

@@ -621,20 +621,23 @@ long long render_double(kel_cs_handle, const zvsnprintf_record* rec, const zvsnp
   }
   fmt[f] = '\0';
 
-  // The scratch buffer holds the common case; a longer result ("%f" of
-  // 1e300, large widths or precisions) is measured first and gets a block
-  // of its exact size.
+  // The scratch buffer holds the common case. A longer result ("%f" of
+  // 1e300, large widths or precisions) is formatted again into a block only
+  // as large as the room left: measuring, or a short buffer, allocates
+  // nothing, since the scratch buffer already holds the bytes that fit.
   char scratch[100];
   char* text = scratch;
   const zvsnprintf_arg& a = args[rec->value];
   int n = isLong ? formatFloating(scratch, sizeof scratch, fmt, rp, useWidth, usePrecision, a.v.ld)
                  : formatFloating(scratch, sizeof scratch, fmt, rp, useWidth, usePrecision, a.v.d);
   if (n < 0) return -1;
-  if (static_cast<size_t>(n) >= sizeof scratch) {
-    text = static_cast<char*>(std::malloc(static_cast<size_t>(n) + 1));
+  if (static_cast<size_t>(n) >= sizeof scratch && out->room >= sizeof scratch) {
+    const size_t size =
+        (static_cast<size_t>(n) < out->room ? static_cast<size_t>(n) : out->room) + 1;
+    text = static_cast<char*>(std::malloc(size));
     if (!text) return -1;
-    int m = isLong ? formatFloating(text, n + 1, fmt, rp, useWidth, usePrecision, a.v.ld)
-                   : formatFloating(text, n + 1, fmt, rp, useWidth, usePrecision, a.v.d);
+    int m = isLong ? formatFloating(text, size, fmt, rp, useWidth, usePrecision, a.v.ld)
+                   : formatFloating(text, size, fmt, rp, useWidth, usePrecision, a.v.d);
     if (m != n) {
       std::free(text);
       return -1;
