@@ -250,6 +250,13 @@ TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
   EXPECT_EQ("-9223372036854775808", values(p, "s", "l"));
   EXPECT_EQ(1u, p.count());
   EXPECT_EQ(5u, p.count("s"));
+  ZArrayList names(5, 1);
+  p.keyNames("s", names);
+  ASSERT_EQ(5u, names.size());
+  EXPECT_STREQ("l", static_cast<ZLCString*>(names.get(4))->getChars());  // insertion order
+  p.keyNames("missing", names);
+  EXPECT_EQ(0u, names.size());
+  EXPECT_THROW(p.keyNames("s", borrowed), ZInvalidParameterException);
   // The full-key forms take the whole text as the stanza name.
   EXPECT_EQ(0u, p.numValues("s.k"));
   EXPECT_THROW(p.numValues("nodot"), ZInvalidParameterException);

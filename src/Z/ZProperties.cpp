@@ -569,9 +569,9 @@ ZArrayList* ZProperties::get(const char* stanza, const char* key) const {
 
 void ZProperties::keyNames(const char* stanza, ZArrayList& list) const {
   if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 571);
+  list.removeAll();  // a missing stanza leaves nothing behind
   cache->getNames(stanza, list);
 }
-
 void ZProperties::keyNames(ZArrayList& list) const {
   if (!list.ownsMembers()) ZInvalidParameterException().throwException("src/Z/ZProperties", 576);
   list.removeAll();
