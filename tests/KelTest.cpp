@@ -7,12 +7,11 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <future>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "ZLockTestSupport.h"
 #include "kel/kel.h"
 
 namespace {
@@ -226,10 +225,7 @@ TEST_F(KelTest, StringFunctionsKeepToCharacterBoundaries) {
   EXPECT_EQ(text + 6, kel_strchr(sj.h, text, '\0'));
   EXPECT_EQ(nullptr, kel_strchr(sj.h, "\x95\x5C", '\\'));
   EXPECT_EQ(text + 2, kel_strstr(sj.h, text, "\\b"));
-  EXPECT_EQ(nullptr, kel_strstr(sj.h,
-                                "\x95\x5C"
-                                "b",
-                                "\\b"));
+  EXPECT_EQ(nullptr, kel_strstr(sj.h, "\x95\\b", "\\b"));
   EXPECT_EQ(text + 2, kel_strpbrk(sj.h, text, "\\"));
   EXPECT_EQ(2u, kel_strcspn(sj.h, text, "\\"));
   EXPECT_EQ(2u, kel_strspn(sj.h, text, "\x95\x5C"));
@@ -245,18 +241,12 @@ TEST_F(KelTest, StringFunctionsKeepToCharacterBoundaries) {
 
   // UTF-8 sets compare whole characters: e-acute and e-grave share a lead byte.
   Cs u("UTF8");
-  EXPECT_EQ(4u, kel_strspn(u.h,
-                           "\xC3\xA9\xC3\xA9"
-                           "a",
-                           "\xC3\xA9"));
+  EXPECT_EQ(4u, kel_strspn(u.h, "\u00E9\u00E9a", "\xC3\xA9"));
   EXPECT_EQ(0u, kel_strspn(u.h, "\xC3\xA8", "\xC3\xA9"));
   EXPECT_EQ(2u, kel_strcspn(u.h, "ab\xC3\xA8", "\xC3\xA8"));
   const char* mixed = "a\xC3\xA9-b";
   EXPECT_EQ(mixed + 3, kel_strpbrk(u.h, mixed, "-\xC3\xA8"));
-  char multi[] =
-      "a\xC2\xA0"
-      "b\xC2\xA0\xC2\xA0"
-      "c";
+  char multi[] = "a\u00A0b\u00A0\u00A0c";
   EXPECT_STREQ("a", kel_strtok(u.h, multi, "\xC2\xA0", nullptr));
   EXPECT_STREQ("b", kel_strtok(u.h, nullptr, "\xC2\xA0", nullptr));
   EXPECT_STREQ("c", kel_strtok(u.h, nullptr, "\xC2\xA0", nullptr));
@@ -279,55 +269,33 @@ TEST_F(KelTest, CaseMappingFollowsUnicodeInEveryCodeSet) {
   Cs l1("ISO-8859-1");
   Cs l9("ISO-8859-15");
   Cs euc("EUC-JP");
-  char a[] =
-      "stra\xC3\x9F"
-      "e \xC3\xA9\xC3\xA0\xC3\xBC abc \xC4\xB1 \xCE\xB1";
-  // Dotless i would become a one-byte I: different length, left alone.
-  EXPECT_STREQ(
-      "STRA\xC3\x9F"
-      "E \xC3\x89\xC3\x80\xC3\x9C ABC \xC4\xB1 \xCE\x91",
-      kel_strupper(u.h, a));
-  char b[] =
-      "\xC3\x89"
-      "COLE \xC4\xB0";
-  EXPECT_STREQ(
-      "\xC3\xA9"
-      "cole \xC4\xB0",
-      kel_strlower(u.h, b));
-  char c[] = "\xE9t\xE9 \xFF";
-  EXPECT_STREQ("\xC9T\xC9 \xFF", kel_strupper(l1.h, c));  // no capital y-diaeresis in Latin-1
-  char d[] = "\xE9t\xE9 \xFF";
-  EXPECT_STREQ("\xC9T\xC9 \xBE", kel_strupper(l9.h, d));  // but there is one in Latin-9
-  char e[] = "\xA3\xE1z";                                 // full-width a in EUC-JP
-  EXPECT_STREQ("\xA3\xC1Z", kel_strupper(euc.h, e));
-  char f[] =
-      "a\xFF"
-      "b";
-  EXPECT_STREQ(
-      "A\xFF"
-      "B",
-      kel_strupper(u.h, f));  // malformed bytes are kept
+  struct {
+    kel_cs_handle h;
+    bool upper;
+    const char* in;
+    const char* out;
+  } maps[] = {
+      // Dotless i would become a one-byte I: different length, left alone.
+      {u.h, true, "stra\u00DFe \u00E9\u00E0\u00FC abc \u0131 \u03B1",
+       "STRA\u00DFE \u00C9\u00C0\u00DC ABC \u0131 \u0391"},
+      {u.h, false, "\u00C9COLE \u0130", "\u00E9cole \u0130"},
+      {l1.h, true, "\xE9t\xE9 \xFF", "\xC9T\xC9 \xFF"},  // no capital y-diaeresis in Latin-1
+      {l9.h, true, "\xE9t\xE9 \xFF", "\xC9T\xC9 \xBE"},  // but there is one in Latin-9
+      {euc.h, true, "\xA3\xE1z", "\xA3\xC1Z"},           // full-width a in EUC-JP
+      {u.h, true, "a\377b", "A\377B"},                   // malformed bytes are kept
+  };
+  for (const auto& m : maps) {
+    SCOPED_TRACE(m.out);
+    std::string buf(m.in);
+    EXPECT_STREQ(m.out, m.upper ? kel_strupper(m.h, &buf[0]) : kel_strlower(m.h, &buf[0]));
+  }
 
-  EXPECT_EQ(0, kel_stricmp(u.h,
-                           "\xC3\x89"
-                           "cole",
-                           "\xC3\xA9"
-                           "COLE"));
+  EXPECT_EQ(0, kel_stricmp(u.h, "\u00C9cole", "\u00E9COLE"));
   EXPECT_GT(0, kel_stricmp(u.h, "abc", "ABD"));
   EXPECT_LT(0, kel_stricmp(u.h, "abcd", "ABC"));
   EXPECT_GT(0, kel_stricmp(u.h, nullptr, ""));
-  EXPECT_EQ(0, kel_strnicmp(u.h,
-                            "\xC3\x89"
-                            "COLEx",
-                            "\xC3\xA9"
-                            "coley",
-                            6));
-  EXPECT_NE(0, kel_strnicmp(u.h,
-                            "\xC3\x89"
-                            "COLEx",
-                            "\xC3\xA9"
-                            "coley",
-                            7));
+  EXPECT_EQ(0, kel_strnicmp(u.h, "\u00C9COLEx", "\u00E9coley", 6));
+  EXPECT_NE(0, kel_strnicmp(u.h, "\u00C9COLEx", "\u00E9coley", 7));
   EXPECT_EQ(0, kel_stricmp(l1.h, "\xC9T\xC9", "\xE9t\xE9"));
 
   EXPECT_TRUE(kel_iswalpha(u.h, 0xE9));
@@ -386,21 +354,13 @@ TEST_F(KelTest, OneHandleServesManyThreads) {
     }
     return bad;
   };
-  std::vector<std::future<int>> done;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    std::promise<int> p;
-    done.push_back(p.get_future());
-    threads.emplace_back([&work, t](std::promise<int> pr) { pr.set_value(work(t)); }, std::move(p));
-  }
-  for (auto& f : done) {
-    if (f.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
-      ADD_FAILURE() << "conversion threads did not finish";
-      abort();
-    }
-    EXPECT_EQ(0, f.get());
-  }
-  for (auto& t : threads) t.join();
+  std::vector<int> bad(4, -1);
+  {
+    std::vector<std::unique_ptr<BoundedThread>> threads;
+    for (int t = 0; t < 4; ++t)
+      threads.emplace_back(new BoundedThread([&, t] { bad[t] = work(t); }));
+  }  // joined within a time bound
+  EXPECT_EQ(std::vector<int>(4, 0), bad);
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 // Tests of the string core: growth, editing, stripping, searching, hashing.
 #include <gtest/gtest.h>
 
-#include <clocale>
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "Z/ZAbstractMutableString.h"
 #include "Z/ZException.h"
@@ -69,29 +72,8 @@ TEST(ZAbstractMutableStringTest, ConstructorsAndNumericAssignment) {
   EXPECT_TRUE(null.isEmpty());
 }
 
-TEST(ZAbstractMutableStringTest, EditingOperations) {
-  ZLCString s("abcdef");
-  s.remove(3, 0);
-  EXPECT_STREQ("abc", s.getChars());
-  s = "abcdef";
-  s.remove(4, 5);
-  EXPECT_STREQ("abcdef", s.getChars());
-  s.remove(1, 2);
-  EXPECT_STREQ("adef", s.getChars());
-  EXPECT_EQ(4u, s.getLength());
-  s.trunc(10);
-  EXPECT_STREQ("adef", s.getChars());
-  s.trunc(2);
-  EXPECT_STREQ("ad", s.getChars());
-  s.insert(1, "bc").insert(4, "!").insert(0, nullptr);
-  EXPECT_STREQ("abcd!", s.getChars());
-  s.prepend(">> ").prepend("xyz", 1);
-  EXPECT_STREQ("x>> abcd!", s.getChars());
-  s.append("1234", 2).append(static_cast<const char*>(nullptr));
-  EXPECT_STREQ("x>> abcd!12", s.getChars());
-  EXPECT_EQ(11u, s.getLength());
-
-  // Text taken from the string itself, also when the buffer moves.
+TEST(ZAbstractMutableStringTest, EditsWithTextOfTheStringItself) {
+  // Also when the buffer moves.
   ZLCString self("0123456789");
   for (int i = 0; i < 5; ++i) self.append(self.getChars());
   EXPECT_EQ(320u, self.getLength());
@@ -106,63 +88,52 @@ TEST(ZAbstractMutableStringTest, EditingOperations) {
   EXPECT_STREQ("898967896789", self.getChars());
 }
 
-TEST(ZAbstractMutableStringTest, StrippingRules) {
-  ZUTF8String u("   ");
-  u.stripTrailing();
-  EXPECT_STREQ(" ", u.getChars());  // the first byte is never examined
-  u = " ";
-  u.stripTrailing();
-  EXPECT_STREQ(" ", u.getChars());
-  u = " \t a b \n";
-  u.stripTrailing();
-  EXPECT_STREQ(" \t a b", u.getChars());
-  u.stripLeading();
-  EXPECT_STREQ("a b", u.getChars());
-  u = "\r\n x \t";
-  u.stripWhiteSpace();
-  EXPECT_STREQ("x", u.getChars());
-
-  ZLCString x("xxxx");
-  x.stripLeading('x');
-  EXPECT_STREQ("", x.getChars());
-  x = "xxabxx";
-  x.stripLeading('x');
-  EXPECT_STREQ("abxx", x.getChars());
-  x.stripTrailing('x');
-  EXPECT_STREQ("ab", x.getChars());
-  x = "yyy";
-  x.stripTrailing('y');
-  EXPECT_STREQ("", x.getChars());
+// Each edit applied to a fresh string, and the text and length it leaves.
+template <typename S>
+void expectEdits(
+    const std::vector<std::tuple<const char*, std::function<void(S&)>, const char*>>& cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::get<0>(c));
+    S s(std::get<0>(c));
+    std::get<1>(c)(s);
+    EXPECT_STREQ(std::get<2>(c), s.getChars());
+    EXPECT_EQ(strlen(std::get<2>(c)), s.getLength());
+  }
 }
 
-TEST(ZAbstractMutableStringTest, Replacing) {
-  ZLCString s("a,b;c");
-  s.replaceAll(",;", '\0');
-  EXPECT_STREQ("abc", s.getChars());
-  EXPECT_EQ(3u, s.getLength());
-  s = "a,b;c";
-  s.replaceAll(",;", '-');
-  EXPECT_STREQ("a-b-c", s.getChars());
-  s.replaceAll(static_cast<const char*>(nullptr), '+');
-  EXPECT_STREQ("a-b-c", s.getChars());
-
-  s = "banana";
-  s.replace('a', 'o');
-  EXPECT_STREQ("bonono", s.getChars());
-  s.replace('o', '\0');
-  EXPECT_STREQ("bnn", s.getChars());
-  EXPECT_EQ(3u, s.getLength());
-
-  s = "aaaa";
-  s.replace("aa", "b");
-  EXPECT_STREQ("bb", s.getChars());
-  s = "one two one";
-  s.replace("one", "three");
-  EXPECT_STREQ("three two three", s.getChars());
-  s.replace("missing", "x");
-  EXPECT_STREQ("three two three", s.getChars());
-  s.replace(" ", "");
-  EXPECT_STREQ("threetwothree", s.getChars());
+TEST(ZAbstractMutableStringTest, EditingStrippingAndReplacing) {
+  using U = ZUTF8String;
+  using L = ZLCString;
+  expectEdits<U>({
+      {"   ", [](U& s) { s.stripTrailing(); }, " "},  // the first byte is never examined
+      {" ", [](U& s) { s.stripTrailing(); }, " "},
+      {" \t a b \n", [](U& s) { s.stripTrailing(); }, " \t a b"},
+      {" \t a b \n", [](U& s) { s.stripLeading(); }, "a b \n"},
+      {"\r\n x \t", [](U& s) { s.stripWhiteSpace(); }, "x"},
+  });
+  expectEdits<L>({
+      {"abcdef", [](L& s) { s.remove(3, 0); }, "abc"},
+      {"abcdef", [](L& s) { s.remove(4, 5); }, "abcdef"},
+      {"abcdef", [](L& s) { s.remove(1, 2); }, "adef"},
+      {"adef", [](L& s) { s.trunc(10); }, "adef"},
+      {"adef", [](L& s) { s.trunc(2); }, "ad"},
+      {"ad", [](L& s) { s.insert(1, "bc").insert(4, "!").insert(0, nullptr); }, "abcd!"},
+      {"abcd!", [](L& s) { s.prepend(">> ").prepend("xyz", 1); }, "x>> abcd!"},
+      {"x", [](L& s) { s.append("1234", 2).append(static_cast<const char*>(nullptr)); }, "x12"},
+      {"xxxx", [](L& s) { s.stripLeading('x'); }, ""},
+      {"xxabxx", [](L& s) { s.stripLeading('x'); }, "abxx"},
+      {"xxabxx", [](L& s) { s.stripTrailing('x'); }, "xxab"},
+      {"yyy", [](L& s) { s.stripTrailing('y'); }, ""},
+      {"a,b;c", [](L& s) { s.replaceAll(",;", '\0'); }, "abc"},
+      {"a,b;c", [](L& s) { s.replaceAll(",;", '-'); }, "a-b-c"},
+      {"a,b;c", [](L& s) { s.replaceAll(static_cast<const char*>(nullptr), '+'); }, "a,b;c"},
+      {"banana", [](L& s) { s.replace('a', 'o'); }, "bonono"},
+      {"banana", [](L& s) { s.replace('a', '\0'); }, "bnn"},
+      {"aaaa", [](L& s) { s.replace("aa", "b"); }, "bb"},
+      {"one two one", [](L& s) { s.replace("one", "three"); }, "three two three"},
+      {"one two", [](L& s) { s.replace("missing", "x"); }, "one two"},
+      {"one two one", [](L& s) { s.replace(" ", ""); }, "onetwoone"},
+  });
   ZLCString big(std::string(100, 'a').c_str());
   big.replace("a", "xyz");
   EXPECT_EQ(300u, big.getLength());

@@ -8,15 +8,13 @@
 #include <sys/wait.h>
 
 #include <atomic>
-#include <chrono>
-#include <future>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/zkelutil.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
@@ -53,20 +51,31 @@ bool abortedBy(int status) {
          (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGABRT);
 }
 
-TEST(ZkelutilTest, WithoutQxkeldirNamesAreNullButHandlesAbort) {
-  const char* report =
-      "Exception: ZNoKELEnvironmentException\n File: \"src/Z/zkelutil\" 131\n Error: 45\n";
-  int status = 0;
-  std::string out = runHelper("-u QXKELDIR", "name", &status);
-  EXPECT_NE(std::string::npos, out.find(report)) << out;
-  EXPECT_NE(std::string::npos, out.find("The QXKELDIR environment variable is not set.")) << out;
-  EXPECT_NE(std::string::npos, out.find("name=(null) locale=(null)\n")) << out;
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+// In the environment env, the name functions report the failure and go on
+// with what they found; the handle functions report it and abort.
+void expectReportedThenAborts(const std::string& env, const std::string& report,
+                              const std::string& text, const std::string& names) {
+  for (const char* request : {"name", "handle"}) {
+    SCOPED_TRACE(request);
+    int status = 0;
+    std::string out = runHelper(env, request, &status);
+    EXPECT_NE(std::string::npos, out.find(report)) << out;
+    EXPECT_NE(std::string::npos, out.find(text)) << out;
+    if (request[0] == 'n') {
+      EXPECT_NE(std::string::npos, out.find(names)) << out;
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    } else {
+      EXPECT_EQ(std::string::npos, out.find("alive")) << out;
+      EXPECT_TRUE(abortedBy(status)) << status;
+    }
+  }
+}
 
-  out = runHelper("-u QXKELDIR", "handle", &status);
-  EXPECT_NE(std::string::npos, out.find(report)) << out;
-  EXPECT_EQ(std::string::npos, out.find("alive")) << out;
-  EXPECT_TRUE(abortedBy(status)) << status;
+TEST(ZkelutilTest, WithoutQxkeldirNamesAreNullButHandlesAbort) {
+  expectReportedThenAborts(
+      "-u QXKELDIR",
+      "Exception: ZNoKELEnvironmentException\n File: \"src/Z/zkelutil\" 131\n Error: 45\n",
+      "The QXKELDIR environment variable is not set.", "name=(null) locale=(null)\n");
 }
 
 // The exception that reports the code set holds strings, which are built
@@ -79,23 +88,12 @@ TEST(ZkelutilTest, AnUnopenableLocalCodeSetIsReportedThenNamesSurviveButHandlesA
   ASSERT_NE(nullptr, f);
   fputs("ANSI_X3.4-1968 no-such-codeset\n", f);
   fclose(f);
-  const std::string report =
-      std::string("Exception: ZCodesetException\n File: \"src/Z/zkelutil\" 135\n Error: 47\n");
-  const std::string text = std::string("Codeset handle create failed for codeset \"ANSI_X3.4-1968\".  "
-                                       "QXKELDIR is \"") + dir + "\"";
-  const std::string env = std::string("-u LC_ALL -u LC_CTYPE LANG=C QXKELDIR=") + dir;
-  int status = 0;
-  std::string out = runHelper(env, "name", &status);
-  EXPECT_NE(std::string::npos, out.find(report)) << out;
-  EXPECT_NE(std::string::npos, out.find(text)) << out;
-  EXPECT_NE(std::string::npos, out.find("name=ANSI_X3.4-1968 locale=C\n")) << out;
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-
-  out = runHelper(env, "handle", &status);
-  EXPECT_NE(std::string::npos, out.find(report)) << out;
-  EXPECT_NE(std::string::npos, out.find(text)) << out;
-  EXPECT_EQ(std::string::npos, out.find("alive")) << out;
-  EXPECT_TRUE(abortedBy(status)) << status;
+  expectReportedThenAborts(
+      std::string("-u LC_ALL -u LC_CTYPE LANG=C QXKELDIR=") + dir,
+      "Exception: ZCodesetException\n File: \"src/Z/zkelutil\" 135\n Error: 47\n",
+      std::string("Codeset handle create failed for codeset \"ANSI_X3.4-1968\".  QXKELDIR is \"") +
+          dir + "\"",
+      "name=ANSI_X3.4-1968 locale=C\n");
   unlink(file.c_str());
   rmdir(dir);
 }
@@ -141,9 +139,7 @@ TEST(ZkelutilTest, MblenAndCountMeasureBytesOfWellFormedCharacters) {
   EXPECT_EQ(0, zstrcount(utf8, nullptr));
   EXPECT_EQ(0, zstrcount(utf8, ""));
   EXPECT_EQ(4, zstrcount(utf8, "ab\xC3\xA9\xFFzz"));  // bytes before the bad byte
-  EXPECT_EQ(9, zstrcount(utf8,
-                         "\xF0\x9F\x98\x80\xE2\x82\xAC"
-                         "ab"));
+  EXPECT_EQ(9, zstrcount(utf8, "\U0001F600\u20ACab"));
   EXPECT_EQ(localIsUtf8() ? 4 : 7, zstrcount(lcs, "ab\xC3\xA9\xFFzz"));
 }
 
@@ -241,32 +237,20 @@ TEST(ZkelutilTest, HexDumpsOfSeveralThreadsDoNotInterleave) {
   const int kDumps = 300;
   std::atomic<int> ready{0};
   std::vector<std::string> expected(kThreads);
-  std::vector<std::future<void>> done;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    unsigned char data[160];
-    memset(data, 'a' + t, sizeof data);
-    std::string title = "dump " + std::to_string(t);
-    expected[t] = dump(sizeof data, data, title.c_str());
-    std::promise<void> p;
-    done.push_back(p.get_future());
-    threads.emplace_back(
-        [f, title, &ready](std::vector<unsigned char> bytes, std::promise<void> pr) {
-          // Start together, so that the dumps really overlap.
-          ++ready;
-          while (ready.load() < kThreads) std::this_thread::yield();
-          for (int i = 0; i < kDumps; ++i) zhex_dump(f, bytes.size(), bytes.data(), title.c_str());
-          pr.set_value();
-        },
-        std::vector<unsigned char>(data, data + sizeof data), std::move(p));
-  }
-  for (auto& d : done) {
-    if (d.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
-      ADD_FAILURE() << "dumping threads did not finish";
-      abort();
+  {
+    std::vector<std::unique_ptr<BoundedThread>> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      std::vector<unsigned char> data(160, static_cast<unsigned char>('a' + t));
+      std::string title = "dump " + std::to_string(t);
+      expected[t] = dump(data.size(), data.data(), title.c_str());
+      threads.emplace_back(new BoundedThread([f, title, data, &ready] {
+        // Start together, so that the dumps really overlap.
+        ++ready;
+        while (ready.load() < kThreads) std::this_thread::yield();
+        for (int i = 0; i < kDumps; ++i) zhex_dump(f, data.size(), data.data(), title.c_str());
+      }));
     }
-  }
-  for (auto& t : threads) t.join();
+  }  // joined within a time bound
   fclose(f);
   std::string out(text, size);
   free(text);
