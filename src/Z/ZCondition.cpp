@@ -9,19 +9,6 @@
 
 namespace {
 
-constexpr int kMsgMutexLock = 5;
-constexpr int kMsgCondInit = 7;
-constexpr int kMsgCondDestroy = 8;
-constexpr int kMsgCondWait = 9;
-constexpr int kMsgCondSignal = 10;
-constexpr int kMsgCondBroadcast = 27;
-
-void reportRc(const char* file, int line, int number, int rc) {
-  ZLCString text(rc);
-  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
-                                                   nullptr, nullptr, nullptr);
-}
-
 // The start of the current second plus `seconds`, read from the clock that
 // timed waits measure against. Not time(): it may read a coarser copy of
 // that clock, which can still show the previous second, so that a wait
@@ -44,7 +31,7 @@ ZCondition::ZCondition() : lock_(new ZLock), ownsLock_(1), cond_(new pthread_con
   if (rc != 0) {
     delete cond_;
     delete lock_;
-    ZConditionException(kMsgCondInit, rc).throwException("src/Z/ZCondition", 33);
+    ZConditionException(kZMsgCondInit, rc).throwException("src/Z/ZCondition", 33);
   }
 }
 
@@ -52,13 +39,13 @@ ZCondition::ZCondition(ZLock& l) : lock_(&l), ownsLock_(0), cond_(new pthread_co
   int rc = pthread_cond_init(cond_, nullptr);
   if (rc != 0) {
     delete cond_;
-    ZConditionException(kMsgCondInit, rc).throwException("src/Z/ZCondition", 50);
+    ZConditionException(kZMsgCondInit, rc).throwException("src/Z/ZCondition", 50);
   }
 }
 
 ZCondition::~ZCondition() {
   int rc = pthread_cond_destroy(cond_);
-  if (rc != 0) reportRc("src/Z/ZCondition", 62, kMsgCondDestroy, rc);
+  if (rc != 0) zreportReturnCode("src/Z/ZCondition", 62, kZMsgCondDestroy, rc);
   delete cond_;
   if (ownsLock_) delete lock_;
 }
@@ -98,8 +85,8 @@ int ZCondition::wait(timespec& deadline, int& timedOut) {
   }
   if (rc != 0) {
     // Number 9 also for the timed wait.
-    reportRc("src/Z/ZCondition", 159, kMsgCondWait, rc);
-    ZConditionException(kMsgCondWait, rc).throwException("src/Z/ZCondition", 160);
+    zreportReturnCode("src/Z/ZCondition", 159, kZMsgCondWait, rc);
+    ZConditionException(kZMsgCondWait, rc).throwException("src/Z/ZCondition", 160);
   }
   return 1;
 }
@@ -107,16 +94,16 @@ int ZCondition::wait(timespec& deadline, int& timedOut) {
 void ZCondition::broadcast() {
   int rc = pthread_cond_broadcast(cond_);
   if (rc != 0) {
-    reportRc("src/Z/ZCondition", 213, kMsgCondBroadcast, rc);
-    ZConditionException(kMsgCondBroadcast, rc).throwException("src/Z/ZCondition", 214);
+    zreportReturnCode("src/Z/ZCondition", 213, kZMsgCondBroadcast, rc);
+    ZConditionException(kZMsgCondBroadcast, rc).throwException("src/Z/ZCondition", 214);
   }
 }
 
 void ZCondition::signal() {
   int rc = pthread_cond_signal(cond_);
   if (rc != 0) {
-    reportRc("src/Z/ZCondition", 227, kMsgCondSignal, rc);
-    ZConditionException(kMsgCondSignal, rc).throwException("src/Z/ZCondition", 228);
+    zreportReturnCode("src/Z/ZCondition", 227, kZMsgCondSignal, rc);
+    ZConditionException(kZMsgCondSignal, rc).throwException("src/Z/ZCondition", 228);
   }
 }
 
@@ -130,7 +117,7 @@ void ZCondition::waitTimedOut() {}
 
 void ZCondition::validateLock() {
   if (lock_->loadCount() <= 0 || !lock_->ownedByCaller()) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZCondition", 239);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZCondition", 239);
   }
 }
 

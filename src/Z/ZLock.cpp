@@ -7,19 +7,9 @@
 
 namespace {
 
-constexpr int kMsgMutexInit = 3;
-constexpr int kMsgMutexDestroy = 4;
-constexpr int kMsgMutexLock = 5;
-constexpr int kMsgMutexUnlock = 6;
-
 // Nobody owns the lock: all bits set.
 const pthread_t kNoOwner = static_cast<pthread_t>(-1);
 
-void reportRc(const char* file, int line, int number, int rc) {
-  ZLCString text(rc);
-  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
-                                                   nullptr, nullptr, nullptr);
-}
 
 }  // namespace
 
@@ -30,7 +20,7 @@ ZLock::ZLock() : mutex_(new pthread_mutex_t), owner_(new pthread_t(kNoOwner)), c
   if (rc != 0) {
     delete mutex_;
     delete owner_;
-    ZCreateResourceException(kMsgMutexInit, rc).throwException("src/Z/ZLock", 33);
+    ZCreateResourceException(kZMsgMutexInit, rc).throwException("src/Z/ZLock", 33);
   }
 }
 
@@ -47,7 +37,7 @@ ZLock& ZLock::operator=(const ZLock&) { return *this; }
 
 ZLock::~ZLock() {
   int rc = pthread_mutex_destroy(mutex_);
-  if (rc != 0) reportRc("src/Z/ZLock", 43, kMsgMutexDestroy, rc);
+  if (rc != 0) zreportReturnCode("src/Z/ZLock", 43, kZMsgMutexDestroy, rc);
   delete mutex_;
   delete owner_;
 }
@@ -69,7 +59,7 @@ void ZLock::lock() {
   }
   int rc = pthread_mutex_lock(mutex_);
   if (rc != 0) {
-    ZLockResourceException(kMsgMutexLock, rc).throwException("src/Z/ZLock", 83);
+    ZLockResourceException(kZMsgMutexLock, rc).throwException("src/Z/ZLock", 83);
   }
   storeOwner(pthread_self());
   storeCount(1);
@@ -77,11 +67,11 @@ void ZLock::lock() {
 
 void ZLock::unlock() {
   if (!ownedByCaller()) {
-    ZUnlockResourceException(kMsgMutexUnlock, 0).throwException("src/Z/ZLock", 100);
+    ZUnlockResourceException(kZMsgMutexUnlock, 0).throwException("src/Z/ZLock", 100);
   }
   int32_t count = loadCount();
   if (count <= 0) {
-    ZUnlockResourceException(kMsgMutexUnlock, 0).throwException("src/Z/ZLock", 106);
+    ZUnlockResourceException(kZMsgMutexUnlock, 0).throwException("src/Z/ZLock", 106);
   }
   if (count > 1) {
     storeCount(count - 1);
@@ -95,7 +85,7 @@ void ZLock::unlock() {
   if (rc != 0) {
     storeCount(1);
     storeOwner(pthread_self());
-    ZUnlockResourceException(kMsgMutexUnlock, rc).throwException("src/Z/ZLock", 122);
+    ZUnlockResourceException(kZMsgMutexUnlock, rc).throwException("src/Z/ZLock", 122);
   }
 }
 

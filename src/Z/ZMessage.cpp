@@ -125,6 +125,12 @@ void ZMessageService::setMessageService(const ZMessageService* s) {
   store(&ms_, s != nullptr ? const_cast<ZMessageService*>(s) : load(&dms_));
 }
 
+void zreportReturnCode(const char* file, int line, int number, int rc) {
+  ZLCString text(rc);
+  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
+                                                   nullptr, nullptr, nullptr);
+}
+
 void ZMessageService::routeZZException(const ZZException* e, va_list args) {
   messageService()->outputException(e, args);
 }

@@ -139,4 +139,9 @@ class ZDefaultMessageService : public ZObject, public ZMessageService {
   void outputException(const ZZException* e, va_list args) const override;
 };
 
+// Library-internal: reports a failed system call's return code `rc` as the
+// single insert of message `number` through the current service. Used where
+// the library must not throw (destructors, the body of a thread).
+void zreportReturnCode(const char* file, int line, int number, int rc);
+
 #endif  // Z_ZMESSAGE_H_

@@ -6,9 +6,6 @@
 
 namespace {
 
-constexpr int kMsgMutexLock = 5;
-constexpr int kMsgMutexUnlock = 6;
-
 const char* const kStateNames[] = {"unset", "read", "protect", "write"};
 
 bool isProtectOrWrite(ZReadWriteLockInterface::zlockstate s) {
@@ -109,11 +106,11 @@ void ZReadWriteLock::waitForChange() {
 void ZReadWriteLock::readLock() {
   ZResourceLock guard(condition_.getResource());
   if (isProtectOrWrite(state_) && callerIsOwner()) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 183);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 183);
   }
   while (state_ == kWrite) waitForChange();
   if (state_ == kWrite) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 211);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 211);
   }
   ++readerCount_;
   // A protect holder's mode stays.
@@ -123,11 +120,11 @@ void ZReadWriteLock::readLock() {
 void ZReadWriteLock::readWithIntentToWriteLock() {
   ZResourceLock guard(condition_.getResource());
   if (isProtectOrWrite(state_) && callerIsOwner()) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 238);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 238);
   }
   while (isProtectOrWrite(state_)) waitForChange();
   if (isProtectOrWrite(state_)) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 262);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 262);
   }
   // The current readers stay; the protect holder is not counted as one.
   owner_ = pthread_self();
@@ -137,16 +134,16 @@ void ZReadWriteLock::readWithIntentToWriteLock() {
 void ZReadWriteLock::promoteReadToWriteLock() {
   ZResourceLock guard(condition_.getResource());
   if (state_ != kProtect) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 290);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 290);
   }
   if (!callerIsOwner()) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 283);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 283);
   }
   // Write at once, so that new readers block while the earlier ones drain.
   state_ = kWrite;
   while (readerCount_ > 0) waitForChange();
   if (readerCount_ != 0) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 317);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 317);
   }
   state_ = kWrite;
   owner_ = pthread_self();
@@ -155,18 +152,18 @@ void ZReadWriteLock::promoteReadToWriteLock() {
 void ZReadWriteLock::writeLock() {
   ZResourceLock guard(condition_.getResource());
   if (isProtectOrWrite(state_) && callerIsOwner()) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 344);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 344);
   }
   // No readers, no protect holder and no writer.
   while (state_ != kUnset) waitForChange();
   if (isProtectOrWrite(state_)) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 392);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 392);
   }
   state_ = kWrite;
   owner_ = pthread_self();
   while (readerCount_ > 0) waitForChange();
   if (readerCount_ != 0) {
-    ZLockResourceException(kMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 386);
+    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 386);
   }
 }
 
@@ -175,7 +172,7 @@ void ZReadWriteLock::unlock() {
   switch (state_) {
     case kRead:
       if (readerCount_ < 1) {
-        ZUnlockResourceException(kMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 439);
+        ZUnlockResourceException(kZMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 439);
       }
       if (--readerCount_ == 0) state_ = kUnset;
       break;
@@ -185,7 +182,7 @@ void ZReadWriteLock::unlock() {
         // A reader leaving beside the protect holder, or while a promotion
         // drains the readers.
         if (readerCount_ < 1) {
-          ZUnlockResourceException(kMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 468);
+          ZUnlockResourceException(kZMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 468);
         }
         --readerCount_;
       } else {
@@ -194,7 +191,7 @@ void ZReadWriteLock::unlock() {
       if (readerCount_ == 0 && state_ == kRead) state_ = kUnset;
       break;
     default:
-      ZUnlockResourceException(kMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 412);
+      ZUnlockResourceException(kZMsgMutexUnlock, 0).throwException("src/Z/ZReadWriteLock", 412);
   }
   if (waiters_ > 0) {
     // Nobody blocked could proceed beside a protect holder, nor beside a

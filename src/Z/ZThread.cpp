@@ -12,31 +12,8 @@
 
 namespace {
 
-constexpr int kMsgMutexInit = 3;
-constexpr int kMsgMutexDestroy = 4;
-constexpr int kMsgMutexLock = 5;
-constexpr int kMsgMutexUnlock = 6;
-constexpr int kMsgCondInit = 7;
-constexpr int kMsgCondDestroy = 8;
-constexpr int kMsgCondWait = 9;
-constexpr int kMsgCondSignal = 10;
-constexpr int kMsgAttrInit = 15;
-constexpr int kMsgAttrDetach = 16;
-constexpr int kMsgCreate = 17;
-constexpr int kMsgAttrDestroy = 18;
-constexpr int kMsgUnknownException = 19;
-constexpr int kMsgJoin = 20;
-constexpr int kMsgKeyCreate = 29;
-constexpr int kMsgSetSpecific = 30;
-
-void reportRc(const char* file, int line, int number, int rc) {
-  ZLCString text(rc);
-  ZMessageService::messageService()->outputMessage(file, line, number, 1, &text, nullptr, nullptr,
-                                                   nullptr, nullptr, nullptr);
-}
-
 void reportUnknown(int line) {
-  ZMessageService::messageService()->outputMessage("src/Z/ZThread", line, kMsgUnknownException, 0,
+  ZMessageService::messageService()->outputMessage("src/Z/ZThread", line, kZMsgUnknownException, 0,
                                                    nullptr, nullptr, nullptr, nullptr, nullptr,
                                                    nullptr);
 }
@@ -98,20 +75,20 @@ ZObject* ZThread::clone() const { ZNotClonableException().throwException("src/Z/
 void ZThread::start() {
   pthread_attr_t attr;
   int rc = pthread_attr_init(&attr);
-  if (rc != 0) ZThreadException(kMsgAttrInit, rc).throwException("src/Z/ZThread", 106);
+  if (rc != 0) ZThreadException(kZMsgThreadAttrInit, rc).throwException("src/Z/ZThread", 106);
   rc = pthread_attr_setdetachstate(&attr,
                                    detached_ ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
   if (rc != 0) {
     pthread_attr_destroy(&attr);
-    ZThreadException(kMsgAttrDetach, rc).throwException("src/Z/ZThread", 118);
+    ZThreadException(kZMsgThreadAttrSetDetachState, rc).throwException("src/Z/ZThread", 118);
   }
   rc = pthread_create(threadId_, &attr, threadStart, this);
   if (rc != 0) {
     pthread_attr_destroy(&attr);
-    ZThreadException(kMsgCreate, rc).throwException("src/Z/ZThread", 129);
+    ZThreadException(kZMsgThreadCreate, rc).throwException("src/Z/ZThread", 129);
   }
   rc = pthread_attr_destroy(&attr);
-  if (rc != 0) reportRc("src/Z/ZThread", 138, kMsgAttrDestroy, rc);
+  if (rc != 0) zreportReturnCode("src/Z/ZThread", 138, kZMsgThreadAttrDestroy, rc);
 }
 
 int ZThread::startWithResults() {
@@ -150,7 +127,7 @@ void ZThread::threadMain(ZThread* t) {
 void ZThread::waitForExit() {
   if (detached_) return;
   int rc = pthread_join(*threadId_, nullptr);
-  if (rc != 0) ZThreadException(kMsgJoin, rc).throwException("src/Z/ZThread", 215);
+  if (rc != 0) ZThreadException(kZMsgThreadJoin, rc).throwException("src/Z/ZThread", 215);
 }
 
 int ZThread::runInitialize() { return 0; }
@@ -162,13 +139,13 @@ pthread_t ZThread::getPThreadID() const { return *threadId_; }
 void ZThread::createThreadKey(unsigned int& key) {
   pthread_key_t k;
   int rc = pthread_key_create(&k, deleteThreadObject);
-  if (rc != 0) ZThreadException(kMsgKeyCreate, rc).throwException("src/Z/ZThread", 232);
+  if (rc != 0) ZThreadException(kZMsgThreadKeyCreate, rc).throwException("src/Z/ZThread", 232);
   key = k;
 }
 
 void ZThread::setThreadObject(unsigned int& key, ZObject* obj) {
   int rc = pthread_setspecific(key, obj);
-  if (rc != 0) ZThreadException(kMsgSetSpecific, rc).throwException("src/Z/ZThread", 248);
+  if (rc != 0) ZThreadException(kZMsgThreadSetSpecific, rc).throwException("src/Z/ZThread", 248);
 }
 
 ZObject* ZThread::getThreadObject(unsigned int& key) {
@@ -311,22 +288,22 @@ ZThreadPool::ZThreadPool(unsigned int a, unsigned int b)
   if (rc != 0) {
     delete mutex_;
     delete cond_;
-    ZThreadException(kMsgMutexInit, rc).throwException("src/Z/ZThread", 276);
+    ZThreadException(kZMsgMutexInit, rc).throwException("src/Z/ZThread", 276);
   }
   rc = pthread_cond_init(cond_, nullptr);
   if (rc != 0) {
     pthread_mutex_destroy(mutex_);
     delete mutex_;
     delete cond_;
-    ZThreadException(kMsgCondInit, rc).throwException("src/Z/ZThread", 283);
+    ZThreadException(kZMsgCondInit, rc).throwException("src/Z/ZThread", 283);
   }
 }
 
 ZThreadPool::~ZThreadPool() {
   int rc = pthread_cond_destroy(cond_);
-  if (rc != 0) reportRc("src/Z/ZThread", 294, kMsgCondDestroy, rc);
+  if (rc != 0) zreportReturnCode("src/Z/ZThread", 294, kZMsgCondDestroy, rc);
   rc = pthread_mutex_destroy(mutex_);
-  if (rc != 0) reportRc("src/Z/ZThread", 301, kMsgMutexDestroy, rc);
+  if (rc != 0) zreportReturnCode("src/Z/ZThread", 301, kZMsgMutexDestroy, rc);
   delete cond_;
   delete mutex_;
 }
@@ -339,19 +316,19 @@ ZThread* ZThreadPool::createThread() { return nullptr; }
 
 void ZThreadPool::lockMutex(int line) const {
   int rc = pthread_mutex_lock(mutex_);
-  if (rc != 0) ZThreadException(kMsgMutexLock, rc).throwException("src/Z/ZThread", line);
+  if (rc != 0) ZThreadException(kZMsgMutexLock, rc).throwException("src/Z/ZThread", line);
 }
 
 void ZThreadPool::unlockMutex(int line) const {
   int rc = pthread_mutex_unlock(mutex_);
-  if (rc != 0) ZThreadException(kMsgMutexUnlock, rc).throwException("src/Z/ZThread", line);
+  if (rc != 0) ZThreadException(kZMsgMutexUnlock, rc).throwException("src/Z/ZThread", line);
 }
 
 void ZThreadPool::start(ZThread& t) {
   lockMutex(317);
   while (activeCount_ >= 0 && static_cast<uint32_t>(activeCount_) >= maxThreads_) {
     int rc = pthread_cond_wait(cond_, mutex_);
-    if (rc != 0) reportRc("src/Z/ZThread", 330, kMsgCondWait, rc);
+    if (rc != 0) zreportReturnCode("src/Z/ZThread", 330, kZMsgCondWait, rc);
   }
   // Counted and told its pool before it runs: a thread that ends at once
   // reports its death to this pool (which waits for our mutex), and never
@@ -372,7 +349,7 @@ void ZThreadPool::start(ZThread& t) {
     --activeCount_;
     t.pool_ = nullptr;
     int rc = pthread_mutex_unlock(mutex_);
-    if (rc != 0) reportRc("src/Z/ZThread", line, kMsgMutexUnlock, rc);
+    if (rc != 0) zreportReturnCode("src/Z/ZThread", line, kZMsgMutexUnlock, rc);
     return;
   }
   unlockMutex(376);
@@ -388,7 +365,7 @@ void ZThreadPool::threadDeathNotification(ZThread&) {
   int rc = pthread_cond_broadcast(cond_);
   if (rc != 0) {
     pthread_mutex_unlock(mutex_);
-    ZThreadException(kMsgCondSignal, rc).throwException("src/Z/ZThread", 398);
+    ZThreadException(kZMsgCondSignal, rc).throwException("src/Z/ZThread", 398);
   }
   unlockMutex(408);
 }
@@ -408,7 +385,7 @@ void ZThreadPool::waitForExit() {
   }
   while (activeCount_ != 0) {
     int rc = pthread_cond_wait(cond_, mutex_);
-    if (rc != 0) reportRc("src/Z/ZThread", 457, kMsgCondWait, rc);
+    if (rc != 0) zreportReturnCode("src/Z/ZThread", 457, kZMsgCondWait, rc);
   }
   __atomic_store_n(&maxIdle_, maxIdle, __ATOMIC_RELAXED);
   unlockMutex(468);
