@@ -10,7 +10,6 @@ namespace {
 // Nobody owns the lock: all bits set.
 const pthread_t kNoOwner = static_cast<pthread_t>(-1);
 
-
 }  // namespace
 
 ZAbstractLock::~ZAbstractLock() {}
