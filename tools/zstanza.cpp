@@ -1,6 +1,8 @@
 // zbase: zstanza, reads and edits stanza configuration files from the shell.
 #include "Z/zversion.h"
 
+#include "zstanza/zstanza.h"
+
 #include <limits.h>
 #include <unistd.h>
 
@@ -16,7 +18,6 @@
 #include "Z/ZLCString.h"
 #include "Z/ZMessage.h"
 #include "Z/ZStanzaFileProperties.h"
-#include "zstanza/zstanza.h"
 
 using namespace zstanza;
 
@@ -516,7 +517,8 @@ void printStanza(const Options& o, ZStanzaFileProperties& p, const std::string& 
     const std::vector<std::string> values = valuesOf(p, stanza, key, &hidden);
     if (hidden) {
       const size_t n = values.size();
-      if (o.format == "lines") std::printf("%s (obfuscated, %zu value%s)\n", key.c_str(), n, n == 1 ? "" : "s");
+      if (o.format == "lines")
+        std::printf("%s (obfuscated, %zu value%s)\n", key.c_str(), n, n == 1 ? "" : "s");
       continue;
     }
     Options as = o;

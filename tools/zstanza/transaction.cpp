@@ -19,7 +19,8 @@
 //     again on the new contents. This catches writers that take neither lock.
 // The library's load and store lock the file itself without waiting; a
 // refusal there (a reader or writer busy that moment) is retried too. All
-// waiting ends at the --wait deadline with exit code 6.
+// waiting ends at the --wait deadline with exit code 6, and nothing is
+// written before every lock is held.
 #include "Z/zversion.h"
 
 #include <errno.h>
@@ -45,8 +46,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-volatile sig_atomic_t alarmRang = 0;
-void onAlarm(int) { alarmRang = 1; }
+// What the watchdog prints when it ends a wait.
+char watchdogText[4096];
+size_t watchdogLength = 0;
+
+void onWatchdog(int) {
+  ssize_t ignored = ::write(2, watchdogText, watchdogLength);
+  (void)ignored;
+  ::_exit(kBusy);
+}
 
 std::string secondsText(double wait) {
   char text[32];
@@ -62,37 +70,39 @@ Clock::time_point deadlineFor(double wait) {
   return Clock::now() + std::chrono::microseconds(static_cast<long long>(wait * 1e6));
 }
 
-// Interrupts a waiting lock call at the deadline: SIGALRM without
-// SA_RESTART makes fcntl(F_SETLKW) and flock fail with EINTR. The timer
-// repeats, so an alarm that rings just before the call starts waiting
-// cannot leave it waiting for ever.
-class Alarm {
+// Ends the process with the busy message and exit code 6 when the deadline
+// passes while it waits for a lock. The library's process lock waits without
+// a time limit (and resumes after a signal), so the wait is bounded from
+// outside; nothing has been changed while a lock is awaited, so ending there
+// is safe. A ring just after the locks were taken ends the process the same
+// way, still before any change.
+class Watchdog {
  public:
-  explicit Alarm(Clock::time_point deadline) {
+  Watchdog(Clock::time_point deadline, const std::string& message) {
+    const std::string text = "zstanza: " + escapeControls(message) + "\n";
+    watchdogLength = text.copy(watchdogText, sizeof watchdogText);
     struct sigaction action;
     std::memset(&action, 0, sizeof action);
-    action.sa_handler = onAlarm;
+    action.sa_handler = onWatchdog;
     sigemptyset(&action.sa_mask);
     sigaction(SIGALRM, &action, &old_);
-    alarmRang = 0;
     long long us =
         std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
     if (us < 1000) us = 1000;
     itimerval timer;
+    std::memset(&timer, 0, sizeof timer);
     timer.it_value.tv_sec = us / 1000000;
     timer.it_value.tv_usec = us % 1000000;
-    timer.it_interval.tv_sec = 0;
-    timer.it_interval.tv_usec = 50000;
     setitimer(ITIMER_REAL, &timer, nullptr);
   }
-  ~Alarm() {
+  ~Watchdog() {
     itimerval off;
     std::memset(&off, 0, sizeof off);
     setitimer(ITIMER_REAL, &off, nullptr);
     sigaction(SIGALRM, &old_, nullptr);
   }
-  Alarm(const Alarm&) = delete;
-  Alarm& operator=(const Alarm&) = delete;
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
 
  private:
   struct sigaction old_;
@@ -119,7 +129,7 @@ bool rangeTaken(int fd, off_t start, off_t length) {
 // Layer 1: the library's process write lock, held for the object's life.
 class ProcessLock {
  public:
-  ProcessLock(const std::string& file, const EditSettings& settings, Clock::time_point deadline) {
+  ProcessLock(const std::string& file, const EditSettings& settings) {
     const std::string dir = settings.lockDir.empty() ? directoryOf(file) : settings.lockDir;
     const std::string name = file.substr(file.rfind('/') + 1);
     const std::string lockFile = dir + "/._zpl" + name;
@@ -141,13 +151,11 @@ class ProcessLock {
     }
     lock_.reset(new ZUnixProcessReadWriteFileLock(name.c_str(), dir.c_str()));
     try {
-      Alarm alarm(settings.wait <= 0 ? Clock::now() + std::chrono::seconds(1) : deadline);
       lock_->writeLock();
     } catch (ZLockResourceException& e) {
       // The object may be half locked: leave it to the end of the process,
       // which drops every record lock.
       lock_.release();
-      if (alarmRang) throw busy(file, settings.wait);
       throw Failure{kIOFailed, lockFile + ": " + std::strerror(e.rc())};
     }
   }
@@ -170,16 +178,15 @@ class ProcessLock {
 // Layer 2: an flock on the configuration file, when it exists.
 class FileLock {
  public:
-  FileLock(const std::string& file, double wait, Clock::time_point deadline) {
+  FileLock(const std::string& file, double wait) {
     fd_ = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd_ < 0) return;  // absent (layer 1 orders its creation) or unreadable (load says why)
     if (wait <= 0) {
       if (::flock(fd_, LOCK_EX | LOCK_NB) != 0) throw busy(file, wait);
       return;
     }
-    Alarm alarm(deadline);
     while (::flock(fd_, LOCK_EX) != 0) {
-      if (errno != EINTR || alarmRang) throw busy(file, wait);
+      if (errno != EINTR) throw busy(file, wait);
     }
   }
   // Closing this descriptor drops no record lock of the library: it holds
@@ -287,8 +294,16 @@ bool transact(const std::string& file, const EditSettings& settings,
     return image(p) != before;
   }
   const Clock::time_point deadline = deadlineFor(settings.wait);
-  ProcessLock processLock(file, settings, deadline);
-  FileLock fileLock(file, settings.wait, deadline);
+  std::unique_ptr<ProcessLock> processLock;
+  std::unique_ptr<FileLock> fileLock;
+  {
+    // With --wait 0 a lock found free is taken at once; the watchdog only
+    // bounds a race for it.
+    Watchdog watchdog(settings.wait <= 0 ? Clock::now() + std::chrono::seconds(1) : deadline,
+                      busy(file, settings.wait).message);
+    processLock.reset(new ProcessLock(file, settings));
+    fileLock.reset(new FileLock(file, settings.wait));
+  }
   for (;;) {
     const Snapshot before = snapshot(file);
     ZStanzaFileProperties p(1);
@@ -300,12 +315,12 @@ bool transact(const std::string& file, const EditSettings& settings,
       const std::string loaded = image(p);
       edit(p);
       if (image(p) == loaded) {
-        processLock.release(false);
+        processLock->release(false);
         return false;
       }
       if (!(snapshot(file) != before)) {
         retryBusy(file, settings.wait, deadline, [&] { p.store(file.c_str()); });
-        processLock.release(true);
+        processLock->release(true);
         return true;
       }
     }

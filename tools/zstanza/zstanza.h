@@ -2,11 +2,12 @@
 #ifndef ZSTANZA_ZSTANZA_H_
 #define ZSTANZA_ZSTANZA_H_
 
+#include "Z/zversion.h"
+
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "Z/zversion.h"
 #include "Z/ZStanzaFileProperties.h"
 
 namespace zstanza {
