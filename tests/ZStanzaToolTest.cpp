@@ -257,35 +257,22 @@ TEST_F(ZStanzaToolTest, ErrorsGiveOneLineAndTheirExitCode) {
        "nofile: No such file or directory"},
       {{"set", "app.conf", "database", "password", "plain"},
        2,
-       "key 'password' in stanza 'database' holds obfuscated values: use --obfuscated (see "
-       "zstanza --help)"},
-      {{"set", "app.conf", "a]", "k", "v"},
-       2,
-       "a stanza name cannot contain ']': 'a]' (see zstanza --help)"},
-      {{"set", "app.conf", "a", "k=1", "v"},
-       2,
-       "a key cannot contain '=': 'k=1' (see zstanza --help)"},
-      {{"add", "app.conf", "a", " k", "v"},
-       2,
-       "a key cannot begin or end with blanks: ' k' (see zstanza --help)"},
-      {{"set", "app.conf", "a", "k", " v"},
-       2,
-       "a value cannot begin or end with blanks: ' v' (see zstanza --help)"},
-      {{"get", "app.conf", "server"}, 2, "get takes FILE STANZA KEY (see zstanza --help)"},
-      {{"get", "app.conf", "server", "-5"}, 2, "unknown option '-5' (see zstanza --help)"},
-      {{"list", "--obfuscated", "app.conf"},
-       2,
-       "--obfuscated goes with set and add (see zstanza --help)"},
-      {{"apply", "-"},
-       2,
-       "standard input cannot be both FILE and the edit lines (see zstanza --help)"},
-      {{"frobnicate", "app.conf"}, 2, "unknown command 'frobnicate' (see zstanza --help)"},
+       "key 'password' in stanza 'database' holds obfuscated values: use --obfuscated"},
+      {{"set", "app.conf", "a]", "k", "v"}, 2, "a stanza name cannot contain ']': 'a]'"},
+      {{"set", "app.conf", "a", "k=1", "v"}, 2, "a key cannot contain '=': 'k=1'"},
+      {{"add", "app.conf", "a", " k", "v"}, 2, "a key cannot begin or end with blanks: ' k'"},
+      {{"set", "app.conf", "a", "k", " v"}, 2, "a value cannot begin or end with blanks: ' v'"},
+      {{"get", "app.conf", "server"}, 2, "get takes FILE STANZA KEY"},
+      {{"get", "app.conf", "server", "-5"}, 2, "unknown option '-5'"},
+      {{"list", "--obfuscated", "app.conf"}, 2, "--obfuscated goes with set and add"},
+      {{"apply", "-"}, 2, "standard input cannot be both FILE and the edit lines"},
+      {{"frobnicate", "app.conf"}, 2, "unknown command 'frobnicate'"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.args[0] + " " + c.args[c.args.size() - 1]);
     Result r = run(c.args);
     EXPECT_EQ(c.code, r.code);
-    EXPECT_EQ("zstanza: " + c.err + "\n", r.err);
+    EXPECT_EQ("zstanza: " + c.err + (c.code == 2 ? " (see zstanza --help)\n" : "\n"), r.err);
     EXPECT_EQ("", r.out);
   }
   EXPECT_EQ(sample, slurp(path("app.conf")));
