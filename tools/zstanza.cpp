@@ -90,7 +90,7 @@ const char kHelp[] =
     "\n"
     "FILE - reads standard input; editing commands then write the result to\n"
     "standard output. -- ends the options; where a value is expected, a word that\n"
-    "starts with - and is not an option is taken as the value.\n"
+    "starts with a single - (such as -5) is taken as the value.\n"
     "\n"
     "An edit holds the library's process lock for the file (the lock file\n"
     "._zplNAME beside it, where the directory allows) and an flock on the file,\n"
