@@ -437,7 +437,11 @@ int cmdMerge(const Options& o) {
   loadForReading(from, source, o.settings.wait);
   return edit(o, [&](ZStanzaFileProperties& p) {
     for (const std::string& stanza : stanzaNames(from)) {
-      if (!p.exists(stanza.c_str())) p.addStanza(stanza.c_str());
+      // The side-file pointer is the target's own; its stanza comes only
+      // with other keys.
+      if (!p.exists(stanza.c_str()) && stanza != "configuration-database") {
+        p.addStanza(stanza.c_str());
+      }
       for (const std::string& key : keyNames(from, stanza)) {
         if (stanza == "configuration-database" && key == "file") continue;  // the side file
         int hidden = 0;

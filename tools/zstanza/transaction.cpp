@@ -149,7 +149,13 @@ class ProcessLock {
         if (taken) throw busy(file, settings.wait);
       }
     }
-    lock_.reset(new ZUnixProcessReadWriteFileLock(name.c_str(), dir.c_str()));
+    try {
+      lock_.reset(new ZUnixProcessReadWriteFileLock(name.c_str(), dir.c_str()));
+    } catch (ZInvalidParameterException&) {
+      // Not a directory with owner write and search bits.
+      if (!settings.lockDir.empty()) throw Failure{kUsage, dir + ": not a usable lock directory"};
+      return;
+    }
     try {
       lock_->writeLock();
     } catch (ZLockResourceException& e) {
