@@ -285,8 +285,9 @@ TEST_F(ZStanzaToolTest, ConcurrentEditsLoseNothing) {
   std::vector<pid_t> pids;
   for (int i = 0; i < n; ++i) {
     const std::string k = std::to_string(i);
-    pids.push_back(i % 3 == 0 ? start({"set", "app.conf", "same", "k", "v" + k}, i)
-                              : start({"set", "app.conf", "each", "k" + k, "v" + k}, i));
+    pids.push_back(i % 3 == 0
+                       ? start({"set", "--wait=45", "app.conf", "same", "k", "v" + k}, i)
+                       : start({"set", "--wait=45", "app.conf", "each", "k" + k, "v" + k}, i));
   }
   std::string same;
   for (int i = 0; i < n; ++i) {

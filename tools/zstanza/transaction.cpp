@@ -25,16 +25,16 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/file.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 #include "Z/ZException.h"
@@ -45,16 +45,6 @@ namespace zstanza {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// What the watchdog prints when it ends a wait.
-char watchdogText[4096];
-size_t watchdogLength = 0;
-
-void onWatchdog(int) {
-  ssize_t ignored = ::write(2, watchdogText, watchdogLength);
-  (void)ignored;
-  ::_exit(kBusy);
-}
 
 std::string secondsText(double wait) {
   char text[32];
@@ -72,40 +62,37 @@ Clock::time_point deadlineFor(double wait) {
 
 // Ends the process with the busy message and exit code 6 when the deadline
 // passes while it waits for a lock. The library's process lock waits without
-// a time limit (and resumes after a signal), so the wait is bounded from
-// outside; nothing has been changed while a lock is awaited, so ending there
-// is safe. A ring just after the locks were taken ends the process the same
-// way, still before any change.
+// a time limit (and resumes after a signal), so a thread of its own bounds
+// the wait from outside; nothing has been changed while a lock is awaited, so
+// ending there is safe. Once the destructor has run, it never ends anything.
 class Watchdog {
  public:
-  Watchdog(Clock::time_point deadline, const std::string& message) {
-    const std::string text = "zstanza: " + escapeControls(message) + "\n";
-    watchdogLength = text.copy(watchdogText, sizeof watchdogText);
-    struct sigaction action;
-    std::memset(&action, 0, sizeof action);
-    action.sa_handler = onWatchdog;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGALRM, &action, &old_);
-    long long us =
-        std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now()).count();
-    if (us < 1000) us = 1000;
-    itimerval timer;
-    std::memset(&timer, 0, sizeof timer);
-    timer.it_value.tv_sec = us / 1000000;
-    timer.it_value.tv_usec = us % 1000000;
-    setitimer(ITIMER_REAL, &timer, nullptr);
-  }
+  Watchdog(Clock::time_point deadline, const std::string& message)
+      : text_("zstanza: " + escapeControls(message) + "\n"), thread_([this, deadline] {
+          std::unique_lock<std::mutex> hold(mutex_);
+          if (!woken_.wait_until(hold, deadline, [this] { return done_; })) {
+            std::fputs(text_.c_str(), stderr);
+            std::fflush(stderr);
+            ::_exit(kBusy);
+          }
+        }) {}
   ~Watchdog() {
-    itimerval off;
-    std::memset(&off, 0, sizeof off);
-    setitimer(ITIMER_REAL, &off, nullptr);
-    sigaction(SIGALRM, &old_, nullptr);
+    {
+      std::lock_guard<std::mutex> hold(mutex_);
+      done_ = true;
+    }
+    woken_.notify_one();
+    thread_.join();
   }
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
 
  private:
-  struct sigaction old_;
+  const std::string text_;
+  std::mutex mutex_;
+  std::condition_variable woken_;
+  bool done_ = false;
+  std::thread thread_;
 };
 
 std::string directoryOf(const std::string& path) {
@@ -192,7 +179,7 @@ class FileLock {
       return;
     }
     while (::flock(fd_, LOCK_EX) != 0) {
-      if (errno != EINTR) throw busy(file, wait);
+      if (errno != EINTR) throw Failure{kIOFailed, file + ": " + std::strerror(errno)};
     }
   }
   // Closing this descriptor drops no record lock of the library: it holds
