@@ -2,7 +2,6 @@
 #include "Z/ZArray.h"
 
 #include "Z/ZException.h"
-
 #include "Z/zslots.inc"
 
 namespace {

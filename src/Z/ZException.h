@@ -82,7 +82,7 @@ class ZZException : public ZException {
 //                                                  code set and QXKELDIR as read at construction
 //   ZUnsupportedException                  48      an operation the string class does not offer
 //   ZToUTF8Exception                       49      local code-set text does not convert to UTF-8
-//   ZFromUTF8Exception                     50      UTF-8 text does not convert to the local code set
+//   ZFromUTF8Exception                     50      UTF-8 text does not convert to local code set
 //   ZConverterException                 given (2)  not thrown by the library; for callers whose
 //                                                  code-set converter cannot be opened
 //   ZConditionException              given (7-10,  a condition call fails; rc is its return code
