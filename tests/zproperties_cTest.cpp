@@ -1,12 +1,15 @@
 // zbase: tests of the C interface to stanza files: codes, batch reads,
 // iterators, stored text and the validity marks of handles.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <new>
 #include <string>
@@ -284,6 +287,13 @@ TEST_F(ZPropertiesCTest, IteratorsWalkKeysAndChangeValues) {
   EXPECT_EQ(0, zstzPropIter_next(it, &rc));
   EXPECT_EQ(0, rc);
   EXPECT_EQ(0, zstzPropIter_close(it));
+  // A key without values has no first value: the narrow catching lets the
+  // walker's exception through.
+  ASSERT_EQ(0, zstzPropIter_init(h_, "s", nullptr, &it));
+  for (int i = 0; i < 5; ++i) zstzPropIter_next(it, &rc);
+  EXPECT_STREQ("empty", zstzPropIter_getKey(it, &rc));
+  EXPECT_THROW(zstzPropIter_getValue(it, nullptr, &rc), ZInvalidParameterException);
+  EXPECT_EQ(0, zstzPropIter_close(it));
 
   ASSERT_EQ(0, zstzPropIter_init(h_, "s", "multi", &it));
   EXPECT_STREQ("multi", zstzPropIter_getKey(it, &rc));
@@ -358,6 +368,38 @@ TEST_F(ZPropertiesCTest, APlainValueOverObfuscatedOnesIsRefused) {
   EXPECT_STREQ("secret", zstzPropIter_getValue(it, nullptr, &rc));
   EXPECT_EQ(0, zstzPropIter_close(it));
   zstzPropClose(h);
+}
+
+// The interface has no lock of its own: the properties object's lock
+// serialises a setter and a walker on one handle.
+TEST_F(ZPropertiesCTest, OneHandleServesTwoThreads) {
+  auto setter = std::async(std::launch::async, [this] {
+    int failed = 0;
+    for (unsigned int i = 0; i < 200; ++i) {
+      failed += zstzPropSetIntegerValue(h_, "w", ("k" + std::to_string(i % 10)).c_str(), i);
+    }
+    return failed;
+  });
+  auto walker = std::async(std::launch::async, [this] {
+    int rc = 0, failed = 0;
+    for (int i = 0; i < 50; ++i) {
+      ZPROP_iter_handle* it = nullptr;
+      failed += zstzPropIter_init(h_, "w", nullptr, &it);
+      while (zstzPropIter_next(it, &rc))
+        failed += zstzPropIter_getValue(it, nullptr, &rc) == nullptr;
+      failed += zstzPropIter_close(it) + rc;
+    }
+    return failed;
+  });
+  for (auto* f : {&setter, &walker}) {
+    if (f->wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+      ADD_FAILURE() << "deadlock";
+      _exit(3);
+    }
+  }
+  EXPECT_EQ(0, setter.get() + walker.get());
+  int rc = -1;
+  EXPECT_EQ(199u, zstzPropGetIntegerValue(h_, "w", "k9", 1, &rc));
 }
 
 }  // namespace

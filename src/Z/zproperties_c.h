@@ -142,7 +142,9 @@ int zstzPropIter_next(ZPROP_iter_handle* iterator, int* rc);
 /* The current key (a value iterator: its key) and the current value (a key
  * iterator: the key's first value). The text belongs to the iterator, valid
  * until its next step or change. Null with *rc 57 before the first step, 55
- * for an invalid iterator. `unused` is ignored. */
+ * for an invalid iterator. `unused` is ignored. Deliberate: on a key iterator
+ * standing on a key without values ("key ="), getValue throws the C++
+ * ZInvalidParameterException; ask zstzPropNumValues first. */
 const char* zstzPropIter_getKey(ZPROP_iter_handle* iterator, int* rc);
 const char* zstzPropIter_getValue(ZPROP_iter_handle* iterator, void* unused, int* rc);
 /* Keys of a key iterator (a value iterator: 1), values of a value iterator
@@ -174,8 +176,8 @@ int zstzPropIter_rmvValue(ZPROP_iter_handle* iterator);
 
 // A file handle: valid while non-null with both marks in place.
 struct ZPROP_handle {
-  static const uint32_t kMagic1 = 0xBEEFF00D;
-  static const uint32_t kMagic2 = 0xD00FFEEB;
+  static constexpr uint32_t kMagic1 = 0xBEEFF00D;
+  static constexpr uint32_t kMagic2 = 0xD00FFEEB;
 
   explicit ZPROP_handle(ZPROPOpenMode mode);
   virtual ~ZPROP_handle();
@@ -199,8 +201,8 @@ struct ZPROP_stz_handle : ZPROP_handle {
 // An iterator handle: valid with both marks and a kind of 1 (keys of a
 // stanza) or 2 (values of a key).
 struct ZPROP_iter_handle {
-  static const int kKeys = 1;
-  static const int kValues = 2;
+  static constexpr int kKeys = 1;
+  static constexpr int kValues = 2;
 
   explicit ZPROP_iter_handle(int kind);
   virtual ~ZPROP_iter_handle();
