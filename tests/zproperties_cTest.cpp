@@ -223,7 +223,7 @@ TEST_F(ZPropertiesCTest, GetValuesServesAllFourTypesAndKeepsResultsBeforeAFailur
   } catch (ZInvalidParameterException& e) {
     EXPECT_EQ(22UL, e.getErrorNumber());
     EXPECT_STREQ("src/Z/zproperties_c", e.who());
-    EXPECT_EQ(306, e.where());
+    EXPECT_EQ(324, e.where());
   }
 }
 

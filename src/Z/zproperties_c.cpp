@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "Z/ZArrayList.h"
 #include "Z/ZException.h"
@@ -65,6 +66,32 @@ int guarded(int failure, Change change) {
   return ZPROP_OK;
 }
 
+bool allGiven(std::initializer_list<const char*> names) {
+  for (const char* name : names) {
+    if (name == nullptr) return false;
+  }
+  return true;
+}
+
+// The shape of the changes: a valid handle and every name given, else 55;
+// any failure of the change gives 52.
+template <typename Change>
+int changed(ZPROP_handle* handle, std::initializer_list<const char*> names, Change change) {
+  ZStanzaFileProperties* p = propertiesOf(handle);
+  if (p == nullptr || !allGiven(names)) return ZPROP_ERR_INVALID_ARG;
+  return guarded(ZPROP_ERR_CHANGE, [&] { change(*p); });
+}
+
+// The shape of the counting queries: a missing name or rc gives 0 with rc
+// untouched, an invalid handle 0 with rc 55.
+template <typename T, typename Query>
+T queried(ZPROP_handle* handle, std::initializer_list<const char*> names, int* rc, Query query) {
+  if (rc == nullptr || !allGiven(names)) return 0;
+  ZStanzaFileProperties* p = propertiesOf(handle);
+  *rc = p == nullptr ? ZPROP_ERR_INVALID_ARG : ZPROP_OK;
+  return p == nullptr ? 0 : query(*p);
+}
+
 // The shape of the three value getters: argument checks, then the getter,
 // with missing and invalid values turned into codes.
 template <typename T, typename Get>
@@ -89,7 +116,7 @@ T getTyped(ZPROP_handle* handle, const char* stanza, const char* key, int* rc, G
 
 char* copyOf(const ZLCString& text) {
   char* copy = strdup(text.getChars());
-  if (copy == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 92);
+  if (copy == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 119);
   return copy;
 }
 
@@ -99,7 +126,7 @@ char** listOf(ZStanzaFileProperties& p, const char* stanza, const char* key) {
   p.getValues(stanza, key, values, ZPROP_STRING_LOCAL);
   const unsigned int n = values.size();
   char** list = static_cast<char**>(std::calloc(n + 1, sizeof(char*)));
-  if (list == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 102);
+  if (list == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 129);
   try {
     for (unsigned int i = 0; i < n; ++i) list[i] = copyOf(*static_cast<ZLCString*>(values.get(i)));
   } catch (...) {
@@ -203,32 +230,23 @@ int zstzPropStore(ZPROP_handle* handle, const char* file) {
 // Reading
 
 int zstzPropExists(ZPROP_handle* handle, const char* stanza, const char* key, int* rc) {
-  if (stanza == nullptr || rc == nullptr) return 0;
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  *rc = p == nullptr ? ZPROP_ERR_INVALID_ARG : ZPROP_OK;
-  if (p == nullptr) return 0;
-  return key == nullptr ? p->exists(stanza) : p->exists(stanza, key);
+  return queried<int>(handle, {stanza}, rc, [&](ZStanzaFileProperties& p) {
+    return key == nullptr ? p.exists(stanza) : p.exists(stanza, key);
+  });
 }
 
 unsigned int zstzPropNumStanzas(ZPROP_handle* handle, int* rc) {
-  if (rc == nullptr) return 0;
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  *rc = p == nullptr ? ZPROP_ERR_INVALID_ARG : ZPROP_OK;
-  return p == nullptr ? 0 : p->count();
+  return queried<unsigned int>(handle, {}, rc, [](ZStanzaFileProperties& p) { return p.count(); });
 }
 
 unsigned int zstzPropNumKeys(ZPROP_handle* handle, const char* stanza, int* rc) {
-  if (stanza == nullptr || rc == nullptr) return 0;
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  *rc = p == nullptr ? ZPROP_ERR_INVALID_ARG : ZPROP_OK;
-  return p == nullptr ? 0 : p->count(stanza);
+  return queried<unsigned int>(handle, {stanza}, rc,
+                               [&](ZStanzaFileProperties& p) { return p.count(stanza); });
 }
 
 unsigned int zstzPropNumValues(ZPROP_handle* handle, const char* stanza, const char* key, int* rc) {
-  if (stanza == nullptr || key == nullptr || rc == nullptr) return 0;
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  *rc = p == nullptr ? ZPROP_ERR_INVALID_ARG : ZPROP_OK;
-  return p == nullptr ? 0 : p->numValues(stanza, key);
+  return queried<unsigned int>(handle, {stanza, key}, rc,
+                               [&](ZStanzaFileProperties& p) { return p.numValues(stanza, key); });
 }
 
 char* zstzPropGetStringValue(ZPROP_handle* handle, const char* stanza, const char* key,
@@ -250,7 +268,7 @@ char* zstzPropGetStringValue(ZPROP_handle* handle, const char* stanza, const cha
   if (text.getLength() == 0) return nullptr;
   // The mark in front of the characters tells zstzPropFree the block is ours.
   char* block = static_cast<char*>(std::malloc(sizeof kStringMark + text.getLength() + 1));
-  if (block == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 253);
+  if (block == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 271);
   std::memcpy(block, &kStringMark, sizeof kStringMark);
   std::memcpy(block + sizeof kStringMark, text.getChars(), text.getLength() + 1);
   return block + sizeof kStringMark;
@@ -303,7 +321,7 @@ int zstzPropGetValues(ZPROP_handle* handle, ZPROPValueRequest* requests, int cou
           break;
         }
         default:
-          ZInvalidParameterException().throwException("src/Z/zproperties_c", 306);
+          ZInvalidParameterException().throwException("src/Z/zproperties_c", 324);
       }
     }
   } catch (ZPropertiesMissingPropertyException&) {
@@ -347,62 +365,49 @@ void zstzPropFree(char* value) {
 
 int zstzPropSetStringValue(ZPROP_handle* handle, const char* stanza, const char* key,
                            const char* value) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || key == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->setValue(stanza, key, value); });
+  return changed(handle, {stanza, key},
+                 [&](ZStanzaFileProperties& p) { p.setValue(stanza, key, value); });
 }
 
 int zstzPropSetIntegerValue(ZPROP_handle* handle, const char* stanza, const char* key,
                             unsigned int value) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || key == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->setIntegerValue(stanza, key, value); });
+  return changed(handle, {stanza, key},
+                 [&](ZStanzaFileProperties& p) { p.setIntegerValue(stanza, key, value); });
 }
 
 int zstzPropSetLongLongValue(ZPROP_handle* handle, const char* stanza, const char* key,
                              long long value) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || key == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->setLongLongValue(stanza, key, value); });
+  return changed(handle, {stanza, key},
+                 [&](ZStanzaFileProperties& p) { p.setLongLongValue(stanza, key, value); });
 }
 
 int zstzPropSetBooleanValue(ZPROP_handle* handle, const char* stanza, const char* key, int value) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || key == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->setBooleanValue(stanza, key, value); });
+  return changed(handle, {stanza, key},
+                 [&](ZStanzaFileProperties& p) { p.setBooleanValue(stanza, key, value); });
 }
 
 int zstzPropRemoveKey(ZPROP_handle* handle, const char* stanza, const char* key) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || key == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->deleteKey(stanza, key); });
+  return changed(handle, {stanza, key},
+                 [&](ZStanzaFileProperties& p) { p.deleteKey(stanza, key); });
 }
 
 int zstzPropRemoveStanza(ZPROP_handle* handle, const char* stanza) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->deleteStanza(stanza); });
+  return changed(handle, {stanza}, [&](ZStanzaFileProperties& p) { p.deleteStanza(stanza); });
 }
 
 int zstzPropAddFileComment(ZPROP_handle* handle, const char* comment) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || comment == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->addFileComment(comment); });
+  return changed(handle, {comment}, [&](ZStanzaFileProperties& p) { p.addFileComment(comment); });
 }
 
 int zstzPropAddStanzaComment(ZPROP_handle* handle, const char* stanza, const char* comment) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || comment == nullptr) return ZPROP_ERR_INVALID_ARG;
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->addStanzaComment(stanza, comment); });
+  return changed(handle, {stanza, comment},
+                 [&](ZStanzaFileProperties& p) { p.addStanzaComment(stanza, comment); });
 }
 
 int zstzPropAddLineComment(ZPROP_handle* handle, const char* stanza, const char* key,
                            const char* comment) {
-  ZStanzaFileProperties* p = propertiesOf(handle);
-  if (p == nullptr || stanza == nullptr || key == nullptr || comment == nullptr) {
-    return ZPROP_ERR_INVALID_ARG;
-  }
-  return guarded(ZPROP_ERR_CHANGE, [&] { p->addEntryComment(stanza, key, comment); });
+  return changed(handle, {stanza, key, comment},
+                 [&](ZStanzaFileProperties& p) { p.addEntryComment(stanza, key, comment); });
 }
 
 // ---------------------------------------------------------------------------
