@@ -10,20 +10,8 @@
 #include "Z/zproperties_c.h"
 
 static int failures = 0;
-
-#define CHECK(cond)                                                      \
-  do {                                                                   \
-    if (!(cond)) {                                                       \
-      fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #cond); \
-      ++failures;                                                        \
-    }                                                                    \
-  } while (0)
-
-static void writeFile(const char* path, const char* text) {
-  FILE* f = fopen(path, "w");
-  fputs(text, f);
-  fclose(f);
-}
+#define CHECK(c) \
+  ((c) ? (void)0 : (void)(fprintf(stderr, "line %d: %s\n", __LINE__, #c), ++failures))
 
 static int fileIs(const char* path, const char* text) {
   static char buffer[4096];
@@ -35,17 +23,19 @@ static int fileIs(const char* path, const char* text) {
 }
 
 int main(void) {
-  char dir[] = "/tmp/zprop-ctest-XXXXXX";
-  char path[64];
+  char dir[] = "/tmp/zprop-ctest-XXXXXX", path[64], keys[64] = "";
   ZPROP_handle* h = NULL;
   ZPROP_iter_handle* it = NULL;
   int rc = -1;
   char* text;
-  char keys[64] = "";
+  FILE* f;
 
   if (mkdtemp(dir) == NULL) return 2;
   snprintf(path, sizeof path, "%s/c.conf", dir);
-  writeFile(path, "[net]\n# where\nhost = a.example\nport = 80\nip6 = no\n");
+  CHECK(zstzPropOpen(&h, path, ZPROP_OPEN_READ) == ZPROP_ERR_FILE && h == NULL);
+  f = fopen(path, "w");
+  fputs("[net]\n# where\nhost = a.example\nport = 80\nip6 = no\n", f);
+  fclose(f);
 
   CHECK(zstzPropOpen(&h, path, ZPROP_OPEN_READWRITE) == ZPROP_OK);
   text = zstzPropGetStringValue(h, "net", "host", 1, &rc);
@@ -57,8 +47,7 @@ int main(void) {
 
   CHECK(zstzPropIter_init(h, "net", NULL, &it) == ZPROP_OK);
   while (zstzPropIter_next(it, &rc)) strcat(keys, zstzPropIter_getKey(it, &rc));
-  CHECK(zstzPropIter_close(it) == ZPROP_OK);
-  CHECK(strcmp(keys, "hostportip6") == 0);
+  CHECK(zstzPropIter_close(it) == ZPROP_OK && strcmp(keys, "hostportip6") == 0);
 
   CHECK(zstzPropSetIntegerValue(h, "net", "port", 8080) == ZPROP_OK);
   CHECK(zstzPropSetStringValue(h, "net", "host", NULL) == ZPROP_OK);

@@ -33,13 +33,12 @@ ZStanzaFileProperties* propertiesOf(ZPROP_handle* handle) {
   return &static_cast<ZPROP_stz_handle*>(handle)->properties;
 }
 
-bool marksHold(const ZPROP_iter_handle* it) {
-  return load(it->magic1) == ZPROP_handle::kMagic1 && load(it->magic2) == ZPROP_handle::kMagic2;
-}
-
 // The iterator's kind when it passes the validity check, else 0.
 int validKind(const ZPROP_iter_handle* it) {
-  if (it == nullptr || !marksHold(it)) return 0;
+  if (it == nullptr || load(it->magic1) != ZPROP_handle::kMagic1 ||
+      load(it->magic2) != ZPROP_handle::kMagic2) {
+    return 0;
+  }
   const int kind = load(it->kind);
   return kind == ZPROP_iter_handle::kKeys || kind == ZPROP_iter_handle::kValues ? kind : 0;
 }
@@ -116,7 +115,7 @@ T getTyped(ZPROP_handle* handle, const char* stanza, const char* key, int* rc, G
 
 char* copyOf(const ZLCString& text) {
   char* copy = strdup(text.getChars());
-  if (copy == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 119);
+  if (copy == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 118);
   return copy;
 }
 
@@ -126,7 +125,7 @@ char** listOf(ZStanzaFileProperties& p, const char* stanza, const char* key) {
   p.getValues(stanza, key, values, ZPROP_STRING_LOCAL);
   const unsigned int n = values.size();
   char** list = static_cast<char**>(std::calloc(n + 1, sizeof(char*)));
-  if (list == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 129);
+  if (list == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 128);
   try {
     for (unsigned int i = 0; i < n; ++i) list[i] = copyOf(*static_cast<ZLCString*>(values.get(i)));
   } catch (...) {
@@ -268,7 +267,7 @@ char* zstzPropGetStringValue(ZPROP_handle* handle, const char* stanza, const cha
   if (text.getLength() == 0) return nullptr;
   // The mark in front of the characters tells zstzPropFree the block is ours.
   char* block = static_cast<char*>(std::malloc(sizeof kStringMark + text.getLength() + 1));
-  if (block == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 271);
+  if (block == nullptr) ZOutOfMemoryException().throwException("src/Z/zproperties_c", 270);
   std::memcpy(block, &kStringMark, sizeof kStringMark);
   std::memcpy(block + sizeof kStringMark, text.getChars(), text.getLength() + 1);
   return block + sizeof kStringMark;
@@ -321,7 +320,7 @@ int zstzPropGetValues(ZPROP_handle* handle, ZPROPValueRequest* requests, int cou
           break;
         }
         default:
-          ZInvalidParameterException().throwException("src/Z/zproperties_c", 324);
+          ZInvalidParameterException().throwException("src/Z/zproperties_c", 323);
       }
     }
   } catch (ZPropertiesMissingPropertyException&) {
