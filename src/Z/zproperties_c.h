@@ -6,8 +6,8 @@
 
 /*
  * A C program opens a stanza file and gets a file handle, reads and changes
- * values through it, walks stanzas and values with iterator handles, stores
- * the file and closes the handles. Functions whose result is a value report
+ * values through it, walks the keys of a stanza and the values of a key with
+ * iterator handles, stores the file and closes the handles. Functions whose result is a value report
  * their status through an `int* rc`; the others return it. Changes reach the
  * file only through zstzPropStore; closing discards unsaved changes. Comments
  * and blank lines of the file are always kept when it is stored.
@@ -70,7 +70,8 @@ int zstzPropOpen(ZPROP_handle** handle, const char* file, ZPROPOpenMode mode);
 /* Destroys the handle without storing; an invalid handle is ignored. */
 void zstzPropClose(ZPROP_handle* handle);
 /* Writes the file back (null or empty name: the file it was read from).
- * 0, 55 invalid handle, 51 failure. */
+ * 0, 55 invalid handle, 51 failure. Obfuscated values go to the side file
+ * the configuration names, also when it is stored under another name. */
 int zstzPropStore(ZPROP_handle* handle, const char* file);
 
 /* Whether the stanza (key null) or the key exists. A null stanza or rc
