@@ -7,10 +7,11 @@
 /*
  * A C program opens a stanza file and gets a file handle, reads and changes
  * values through it, walks the keys of a stanza and the values of a key with
- * iterator handles, stores the file and closes the handles. Functions whose result is a value report
- * their status through an `int* rc`; the others return it. Changes reach the
- * file only through zstzPropStore; closing discards unsaved changes. Comments
- * and blank lines of the file are always kept when it is stored.
+ * iterator handles, stores the file and closes the handles. Functions whose
+ * result is a value report their status through an `int* rc`; the others
+ * return it. Changes reach the file only through zstzPropStore; closing
+ * discards unsaved changes. Comments and blank lines of the file are always
+ * kept when it is stored.
  *
  * Only the failures each function names become codes: an unexpected C++
  * exception (for instance for an empty, not null, stanza name given to a
