@@ -2,6 +2,8 @@
 // objects built on them.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -688,4 +690,81 @@ TEST(ZStanzaFilePropertiesTest, SharedBetweenThreads) {
   for (auto& t : threads) t.join();
   EXPECT_EQ(400u, p.numValues("s0", "k"));
   EXPECT_EQ(400u, p.numValues("s1", "k"));
+}
+
+TEST(ZStanzaFilePropertiesTest, AcceptedEditsReadBackOrTheStoreChangesNothing) {
+  TempDir dir;
+  const std::string path = dir / "a.conf", fresh = dir / "new.conf";
+  const std::string original = "[s]\nk = a\n";
+  spit(path, original);
+  auto value = [](ZStanzaFileProperties& p, const char* key) {
+    ZLCString out;
+    p.getValue("s", key, out, 0, "<none>");
+    return std::string(out.getChars());
+  };
+  // No quoting: blanks around a value, or an empty value among others,
+  // would not read back; the store is refused and the file is left alone.
+  struct Case {
+    const char* value;
+    int line;
+  } refused[] = {{" v", 2}, {"v\t", 2}, {"", 3}};
+  for (const Case& c : refused) {
+    SCOPED_TRACE(c.line);
+    ZStanzaFileProperties p(path.c_str(), 1);
+    ZStanzaValueIterator it(p, "s", "k", ZPROP_STRING_LOCAL, 1);
+    it.nextValue();
+    c.line == 2 ? it.changeValue(c.value) : it.addValue(c.value);
+    auto e = caught<ZPropertiesInvalidDataException>([&] { p.store(nullptr); });
+    EXPECT_EQ(c.line, e.badline());
+    EXPECT_STREQ(c.value, e.baddata());
+    EXPECT_EQ(kRefusedText, e.where());
+    EXPECT_EQ(original, slurp(path));
+  }
+  // Nor is a file that did not exist made, nor its side file.
+  ZStanzaFileProperties none(1);
+  none.setValue("s", "pw", "x", 1);
+  none.setValue("s", "k", "a\nb");
+  EXPECT_THROW(none.store(fresh.c_str()), ZPropertiesInvalidDataException);
+  EXPECT_NE(0, ::access(fresh.c_str(), F_OK));
+  EXPECT_NE(0, ::access((fresh + ".obf").c_str(), F_OK));
+
+  // Comments lose the blanks around their lines when added, as a reload
+  // would; so the second store repeats the first.
+  {
+    ZStanzaFileProperties p(path.c_str(), 1);
+    p.addStanzaComment("s", " x \n  # y\t");
+    p.store(nullptr);
+  }
+  const std::string commented = "[s]\n#x\n# y\n\nk = a\n";
+  EXPECT_EQ(commented, slurp(path));
+  ZStanzaFileProperties(path.c_str(), 1).store(nullptr);
+  EXPECT_EQ(commented, slurp(path));
+
+  // A key held only in the side file, emptied and given a plain value,
+  // gets its line.
+  {
+    ZStanzaFileProperties p(path.c_str(), 1);
+    p.setValue("s", "pw", "secret", 1);
+    p.store(nullptr);
+  }
+  {
+    ZStanzaFileProperties p(path.c_str(), 1);
+    p.setValue("s", "pw", "");
+    p.setValue("s", "pw", "plain");
+    p.store(nullptr);
+  }
+  ZStanzaFileProperties plain(path.c_str(), 1);
+  EXPECT_EQ("plain", value(plain, "pw"));
+  EXPECT_NE(0, ::access((path + ".obf").c_str(), F_OK));
+
+  // An empty "file =" is filled in when a side file is written.
+  spit(path, "[configuration-database]\nfile =\n[s]\n");
+  {
+    ZStanzaFileProperties p(path.c_str(), 1);
+    p.setValue("s", "pw", "hidden", 1);
+    p.store(nullptr);
+  }
+  EXPECT_EQ("[configuration-database]\nfile = " + path + ".obf\n[s]\n", slurp(path));
+  ZStanzaFileProperties hidden(path.c_str(), 1);
+  EXPECT_EQ("hidden", value(hidden, "pw"));
 }
