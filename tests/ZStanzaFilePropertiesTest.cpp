@@ -264,7 +264,7 @@ TEST(ZStanzaFilePropertiesTest, SideDataRecordsRoundTrip) {
   ZSCFData cache;
   ZBuffer untouched("keep");
   cache.be_write_obfuscated(untouched);
-  EXPECT_EQ("keep", str(untouched));
+  EXPECT_EQ(bytes("keep\0"), str(untouched));
   const std::string huge(30000, 'h');  // far larger than a growth step
   cache.add("s1", "k1", "v1", 1);
   cache.add("s2", "k2", huge.c_str(), 1);
@@ -273,7 +273,7 @@ TEST(ZStanzaFilePropertiesTest, SideDataRecordsRoundTrip) {
   ZBuffer out;
   cache.be_write_obfuscated(out);
   // Records follow the marks, values in order; the last zero byte is not stored.
-  EXPECT_EQ(bytes("s1\0k1\0v1\0\0s1\0k1\0v2\0\0s2\0k2\0") + huge, squeezed(str(out), false));
+  EXPECT_EQ(bytes("s1\0k1\0v1\0\0s1\0k1\0v2\0\0s2\0k2\0") + huge + '\0', squeezed(str(out), false));
   ZSCFData back;
   back.set("s1", "k1", "old");  // side values join what the file gave
   back.be_read_obfuscated(out);
