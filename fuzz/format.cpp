@@ -36,11 +36,6 @@ void compare(const std::string& format, size_t size, T arg) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::setUp();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input in(data, size);
   for (int n = 0; n < 8 && !in.empty(); ++n) {

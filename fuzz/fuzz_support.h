@@ -42,8 +42,6 @@ class Input {
   size_t pos_ = 0;
 };
 
-// The library finds its code-set tables through QXKELDIR.
-inline void setUp() { setenv("QXKELDIR", ZBASE_SOURCE_DIR "/share/kel", 0); }
 
 // One scratch directory for the process, made on first use.
 inline const std::string& scratch() {
@@ -74,5 +72,12 @@ inline void spit(const std::string& path, const std::string& text) {
 }
 
 }  // namespace fuzz
+
+// Each harness is a program of its own that includes this header once: the
+// library finds its code-set tables through QXKELDIR.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  setenv("QXKELDIR", ZBASE_SOURCE_DIR "/share/kel", 0);
+  return 0;
+}
 
 #endif  // Z_FUZZ_SUPPORT_H_

@@ -108,11 +108,6 @@ bool refused(F f) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::setUp();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const char* const stanzas[] = {"a", "b", "c d"};
   static const char* const keys[] = {"k", "x", "y z"};

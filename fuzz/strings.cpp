@@ -61,11 +61,6 @@ std::vector<std::string> split(const std::string& s, const std::string& delimite
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::setUp();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input in(data, size);
   // Edits of a local-code-set string against std::string.
