@@ -32,13 +32,21 @@ void check(const ZAbstractString& s, const std::string& model, const char* what)
   if (got != model) fuzz::fail(what, hex(model), hex(got));
 }
 
+// Strict UTF-8: no overlong forms, surrogates or code points past U+10FFFF.
 bool isUtf8(const std::string& s) {
   for (size_t i = 0; i < s.size();) {
-    unsigned char c = s[i];
-    size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+    const unsigned char c = s[i];
+    const size_t n = c < 0x80 ? 1 : c < 0xC2 ? 0 : c < 0xE0 ? 2 : c < 0xF0 ? 3 : c < 0xF5 ? 4 : 0;
     if (n == 0 || i + n > s.size()) return false;
+    unsigned long cp = n == 1 ? c : c & (0x7F >> n);
     for (size_t k = 1; k < n; ++k) {
-      if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
+      const unsigned char t = s[i + k];
+      if ((t & 0xC0) != 0x80) return false;
+      cp = cp << 6 | (t & 0x3F);
+    }
+    if ((n == 3 && cp < 0x800) || (n == 4 && (cp < 0x10000 || cp > 0x10FFFF)) ||
+        (cp >= 0xD800 && cp <= 0xDFFF)) {
+      return false;
     }
     i += n;
   }
