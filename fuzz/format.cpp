@@ -26,11 +26,11 @@ void compare(const std::string& format, size_t size, T arg) {
   int a = zsnprintf(ours, size, format.c_str(), arg);
   int b = std::snprintf(theirs, size, format.c_str(), arg);
   if (a != b || std::memcmp(ours, theirs, sizeof ours) != 0) {
-    fuzz::fail(("zsnprintf differs from snprintf for \"" + format + "\" size " +
-                std::to_string(size))
-                   .c_str(),
-               std::to_string(a) + ": " + std::string(ours, size ? std::strlen(ours) : 0),
-               std::to_string(b) + ": " + std::string(theirs, size ? std::strlen(theirs) : 0));
+    fuzz::fail(
+        ("zsnprintf differs from snprintf for \"" + format + "\" size " + std::to_string(size))
+            .c_str(),
+        std::to_string(a) + ": " + std::string(ours, size ? std::strlen(ours) : 0),
+        std::to_string(b) + ": " + std::string(theirs, size ? std::strlen(theirs) : 0));
   }
 }
 

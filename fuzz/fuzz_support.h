@@ -42,7 +42,6 @@ class Input {
   size_t pos_ = 0;
 };
 
-
 // One scratch directory for the process, made on first use.
 inline const std::string& scratch() {
   static const std::string dir = [] {

@@ -54,6 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   first.be_write_obfuscated(again);
   ZSCFData second;
   if (again.getLength() != 0) second.be_read_obfuscated(again);
-  if (hidden(first) != hidden(second)) fuzz::fail("hidden values differ", hidden(first), hidden(second));
+  if (hidden(first) != hidden(second))
+    fuzz::fail("hidden values differ", hidden(first), hidden(second));
   return 0;
 }

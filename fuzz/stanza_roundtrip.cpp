@@ -64,7 +64,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (out(first, true) != out(second, true)) {
     fuzz::fail("the data differs after a round trip", out(first, true), out(second, true));
   }
-  if (out(second, false) != written) fuzz::fail("the second text differs", written, out(second, false));
-  if (first.name != second.name) fuzz::fail("the side file name differs", first.name.getChars(), second.name.getChars());
+  if (out(second, false) != written)
+    fuzz::fail("the second text differs", written, out(second, false));
+  if (first.name != second.name)
+    fuzz::fail("the side file name differs", first.name.getChars(), second.name.getChars());
   return 0;
 }
