@@ -372,6 +372,42 @@ void ZProperties::store(const char* name) {
     cache->delLine(kDatabaseStanza, kSideFileKey);
   }
 
+  ZBuffer side;
+  if (hasMarks) {
+    cache->be_write_obfuscated(side);
+    if (side.getLength() > 0) {
+      // An empty "file =" names no side file: it must be filled in too.
+      if (cache->countValues(kDatabaseStanza, kSideFileKey) == 0) {
+        cache->addLine(kDatabaseStanza, kSideFileKey, cache->name.getChars(), 0);
+      }
+    } else {
+      dropSideFile = cache->name;
+      cache->delLine(kDatabaseStanza, kSideFileKey);
+    }
+  }
+
+  // The whole new text is made before the file is touched, or made: a text
+  // that the writer refuses leaves the file system as it was.
+  MemoryText text;
+  FILE* memory = ::open_memstream(&text.data_, &text.size_);
+  if (memory == nullptr) {
+    ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
+        .throwException("src/Z/ZProperties", 420);
+  }
+  {
+    StreamCloser memoryCloser(memory);
+    cache->be_write(path.getChars(), memory);
+    if (std::ferror(memory) || std::fflush(memory) != 0) {
+      int err = errno != 0 ? errno : EIO;
+      ZPropertiesIOException(path.getChars(), "be_write()", err)
+          .throwException("src/Z/ZProperties", 428);
+    }
+    if (memoryCloser.close() != 0) {
+      ZPropertiesIOException(path.getChars(), "be_write()", errno)
+          .throwException("src/Z/ZProperties", 432);
+    }
+  }
+
   // Update in place; a missing file is created without truncating one that
   // another process may have made meanwhile.
   FILE* f = std::fopen(path.getChars(), "r+");
@@ -397,40 +433,6 @@ void ZProperties::store(const char* name) {
     closer.close();
     ZPropertiesIOException(path.getChars(), "fcntl()", err)
         .throwException("src/Z/ZProperties", 399);
-  }
-
-  ZBuffer side;
-  if (hasMarks) {
-    cache->be_write_obfuscated(side);
-    if (side.getLength() > 0) {
-      if (!cache->contains(kDatabaseStanza, kSideFileKey)) {
-        cache->addLine(kDatabaseStanza, kSideFileKey, cache->name.getChars(), 0);
-      }
-    } else {
-      dropSideFile = cache->name;
-      cache->delLine(kDatabaseStanza, kSideFileKey);
-    }
-  }
-
-  // The whole new text is made before the file is touched.
-  MemoryText text;
-  FILE* memory = ::open_memstream(&text.data_, &text.size_);
-  if (memory == nullptr) {
-    ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
-        .throwException("src/Z/ZProperties", 420);
-  }
-  {
-    StreamCloser memoryCloser(memory);
-    cache->be_write(path.getChars(), memory);
-    if (std::ferror(memory) || std::fflush(memory) != 0) {
-      int err = errno != 0 ? errno : EIO;
-      ZPropertiesIOException(path.getChars(), "be_write()", err)
-          .throwException("src/Z/ZProperties", 428);
-    }
-    if (memoryCloser.close() != 0) {
-      ZPropertiesIOException(path.getChars(), "be_write()", errno)
-          .throwException("src/Z/ZProperties", 432);
-    }
   }
 
   off_t oldSize = 0;

@@ -93,6 +93,14 @@ bool hasNewline(const ZAbstractString& s) {
   return std::memchr(s.getChars(), '\n', s.getLength()) != nullptr;
 }
 
+// The reader trims the blanks around a value and has no quoting, so a value
+// with blanks at either end would read back shorter, and an empty one (which
+// only an iterator can put among the values) not at all.
+bool fitsValue(const ZAbstractString& s) {
+  const char* p = s.getChars();
+  return !s.isEmpty() && !isSpace(*p) && !isSpace(p[s.getLength() - 1]) && !hasNewline(s);
+}
+
 bool fitsStanza(const ZAbstractString& s) {
   return !hasNewline(s) && std::memchr(s.getChars(), ']', s.getLength()) == nullptr;
 }
@@ -292,7 +300,7 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
         for (unsigned int v = 0; v < values->size(); ++v) {
           const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
           if (v != 0) ++lineNumber;
-          if (hasNewline(*value)) {
+          if (!fitsValue(*value)) {
             refused = value;
             break;
           }
@@ -373,6 +381,11 @@ void ZSCFData::be_write_obfuscated(ZBuffer& buffer) {
     for (unsigned int v = 0; v < values->size(); ++v) {
       const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
       const size_t valueLength = value->getLength();
+      // The reader of the side data adds no empty value: refuse it here.
+      if (valueLength == 0) {
+        ZPropertiesInvalidDataException(name.getChars(), item->key.getChars(), 0)
+            .throwException("src/Z/ZStanzaFileProperties", 387);
+      }
       const size_t record = stanzaLength + keyLength + valueLength + 4;
       // Grow by at least the record: one fixed step may not be enough.
       while (capacity - filled <= record) {
@@ -549,19 +562,21 @@ void ZStanzaFileProperties::addEntryComment(const char* stanza, const char* key,
   ZProperties::addEntryComment(stanza, key, comment);
 }
 
+// Each line of the comment loses the blanks around it, as the reader drops
+// them, so that the comment reads back as it was given; a line that does not
+// begin with "#" gets one.
 void ZStanzaFileProperties::checkComment(ZLCString& comment) {
   ZLCString out;
   const char* p = comment.getChars();
   for (;;) {
     const char* end = std::strchr(p, '\n');
-    const char* q = p;
-    while (q != end && *q != '\0' && isSpace(*q)) ++q;
-    if (*q != '#') out += '#';
-    if (end == nullptr) {
-      out += p;
-      break;
-    }
-    out.append(p, static_cast<unsigned int>(end - p + 1));
+    const char* last = end != nullptr ? end : p + std::strlen(p);
+    while (p != last && isSpace(*p)) ++p;
+    while (last != p && isSpace(last[-1])) --last;
+    if (*p != '#') out += '#';
+    out.append(p, static_cast<unsigned int>(last - p));
+    if (end == nullptr) break;
+    out += '\n';
     p = end + 1;
   }
   comment = out;
