@@ -23,6 +23,8 @@
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "ZChildProcess.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
@@ -45,12 +47,18 @@ const int kLineEntryValueBeforeStep = 980;
 // to fail half way.
 class TestCache : public ZSCFData {
  public:
+  void be_read(const char* name, FILE* stream) override {
+    ZSCFData::be_read(name, stream);
+    if (during) during();
+  }
   void be_write(const char* name, FILE* stream) override {
+    if (during) during();
     if (!failWrite) return ZSCFData::be_write(name, stream);
     std::fputs("[half", stream);
     ZPropertiesIOException(name, "fwrite()", ENOSPC).throwException("test", 1);
   }
   int failWrite = 0;
+  std::function<void()> during;  // runs while a load or store holds the file
 };
 
 class TestProperties : public ZProperties {
@@ -100,6 +108,29 @@ std::string values(ZProperties& p, const char* stanza, const char* key) {
     out += (i ? "," : "") + std::string(static_cast<ZLCString*>(list.get(i))->getChars());
   }
   return out;
+}
+
+// "api errno line" of the ZPropertiesIOException that `f` throws.
+template <class F>
+std::string ioFailure(F f) {
+  try {
+    f();
+  } catch (ZPropertiesIOException& e) {
+    return std::string(e.api()) + " " + std::to_string(e.excerrno()) + " " +
+           std::to_string(e.where());
+  }
+  return "no exception";
+}
+
+// The record lock that another process finds on the file: F_RDLCK, F_WRLCK
+// or F_UNLCK.
+int lockSeenByOthers(const std::string& file) {
+  return inChild([&] {
+    struct flock fl = {};
+    fl.l_type = F_WRLCK;
+    int fd = ::open(file.c_str(), O_RDONLY);
+    return fd >= 0 && ::fcntl(fd, F_GETLK, &fl) == 0 ? fl.l_type : 99;
+  });
 }
 
 #define EXPECT_THROW_AT(statement, type, line)  \
@@ -287,6 +318,18 @@ TEST_F(ZPropertiesTest, ObserversHearChangesAfterTheLockIsReleasedButNotWhileLoa
   p.setValue("a", "i", "4");
   EXPECT_TRUE(callsBack.answered);
   p.deleteObserver(&callsBack);
+  // So do appending to a key without values, and adding values to one.
+  ZStanzaFileProperties sf(1);
+  CallsBack appended(sf);
+  sf.addObserver(&appended);
+  sf.appendValue("a", "i", "1", 0);
+  EXPECT_TRUE(appended.answered);
+  appended.answered = false;
+  ZArrayList added(2, 1);
+  added.addNoCopy(new ZLCString(""));
+  added.addNoCopy(new ZLCString("x"));
+  sf.addValues("a", "j", added, 1);
+  EXPECT_TRUE(appended.answered);
 
   // A failed parse leaves notices off until a load succeeds (kept so).
   r.notices.clear();
@@ -556,12 +599,61 @@ TEST_F(ZPropertiesTest, LoadAndStoreFailAtOnceWhileAnotherProcessLocksTheFile) {
   EXPECT_EQ("[a]\nk = 1\n", readFile(file));
 }
 
+TEST_F(ZPropertiesTest, ObjectsOfOneProcessExcludeEachOtherAsProcessesDo) {
+  std::string file = path("one.conf"), alias = dir_ + "/./one.conf";
+  writeFile(file, "[a]\nk = 1\n");
+  TestProperties a(file.c_str()), b(file.c_str());
+  const std::string busyLoad = "fcntl() 11 " + std::to_string(kLineLoadLock);
+  const std::string busyStore = "fcntl() 11 " + std::to_string(kLineStoreLock);
+  // A store has the file alone, and a refused object keeps its record lock.
+  a.testCache().during = [&] {
+    EXPECT_EQ(busyLoad, ioFailure([&] { b.load(alias.c_str()); }));
+    EXPECT_EQ(busyStore, ioFailure([&] { b.store(nullptr); }));
+    EXPECT_EQ(F_WRLCK, lockSeenByOthers(file));
+  };
+  a.setValue("a", "k", "2");
+  a.store(nullptr);
+  // Loads share it; the one that ends first leaves the other's lock.
+  a.testCache().during = [&] {
+    EXPECT_EQ("2", values(*std::make_unique<TestProperties>(alias.c_str()), "a", "k"));
+    EXPECT_EQ(F_RDLCK, lockSeenByOthers(file));
+    EXPECT_EQ(busyStore, ioFailure([&] { b.store(nullptr); }));
+  };
+  a.reload(nullptr);
+  a.testCache().during = nullptr;
+  EXPECT_EQ(F_UNLCK, lockSeenByOthers(file));
+  b.store(nullptr);
+  EXPECT_EQ("[a]\nk = 1\n", readFile(file));
+}
+
+TEST_F(ZPropertiesTest, AThreadHoldingAnIteratorMayAskTheRegistryWhileAnotherReloads) {
+  std::string fa = path("a.conf"), fb = path("b.conf");
+  writeFile(fa, "[a]\nk = 1\n");
+  writeFile(fb, "[b]\nk = 1\n");
+  TestFactory factory;
+  ZProperties* a = ZProperties::getPropertiesFor(fa.c_str(), factory, 0);
+  std::atomic<bool> holding{false};
+  BoundedThread walker([&] {
+    ZPropertiesIterator it(*a, "a");
+    holding = true;
+    pause(100);  // the reloader waits for the object meanwhile
+    ZProperties::getPropertiesFor(fb.c_str(), factory, 0);
+  });
+  waitUntil([&] { return holding.load(); });
+  BoundedThread reloader([&] { ZProperties::getPropertiesFor(fa.c_str(), factory, 1); });
+  walker.join();
+  reloader.join();
+  EXPECT_EQ(2, factory.made);
+}
+
 TEST_F(ZPropertiesTest, TheRegistryReloadsChangedFilesUnlessTheyHoldUnsavedChanges) {
   std::string file = path("r.conf");
   writeFile(file, "[a]\nk = 1\n");
   TestFactory factory;
   ZProperties* p = ZProperties::getPropertiesFor(file.c_str(), factory, 0);
   EXPECT_EQ(p, ZProperties::getPropertiesFor(file.c_str(), factory, 0));
+  // One file, one object, whatever it is called.
+  EXPECT_EQ(p, ZProperties::getPropertiesFor((dir_ + "/./r.conf").c_str(), factory, 0));
   EXPECT_EQ(1, factory.made);
   auto rewrite = [&](const char* value, long shift) {
     writeFile(file, std::string("[a]\nk = ") + value + "\n");
@@ -671,6 +763,20 @@ TEST_F(ZPropertiesTest, KeyIteratorsWalkOneStanzaUnderTheLock) {
   }
   ASSERT_EQ(std::future_status::ready, other.wait_for(std::chrono::seconds(10)));
   EXPECT_EQ(3u, other.get());
+
+  // What an iterator walks may be deleted by its own thread: it ends.
+  ZStanzaFileProperties sf(1);
+  sf.setValue("s", "a", "1");
+  sf.setValue("s", "b", "2");
+  ZStanzaIterator keys(sf, "s");
+  ZStanzaValueIterator vals(sf, "s", "a", ZPROP_STRING_LOCAL, 0);
+  keys.nextEntry();
+  vals.nextValue();
+  sf.deleteStanza("s");
+  EXPECT_FALSE(keys.hasMore());
+  EXPECT_EQ(0u, keys.keyCount() + vals.valueCount());
+  EXPECT_THROW(keys.entryName(), ZPropertiesIteratorException);
+  EXPECT_THROW(vals.changeValue("x"), ZPropertiesIteratorException);
 }
 
 TEST_F(ZPropertiesTest, ValueIteratorsEditInPlace) {
