@@ -69,8 +69,7 @@ FILE* openStream(const char* path, int write) {
 
 }  // namespace
 
-ZFileUse::ZFileUse()
-    : stream_(nullptr), device_(0), inode_(0), write_(0), refused_(0), error_(0) {}
+ZFileUse::ZFileUse() : stream_(nullptr), device_(0), inode_(0), write_(0), refused_(0), error_(0) {}
 
 ZFileUse::~ZFileUse() { close(); }
 
