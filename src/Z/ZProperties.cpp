@@ -455,53 +455,56 @@ void ZProperties::list() {
 }
 
 namespace {
-// The object registered under another name of the file that `name` names
-// (same device and inode), or null.
-ZProperties* registeredFile(ZHashKeyMap& registry, const char* name) {
+// The object registered for `name`, else for another name of the same file
+// (same device and inode; `name` is then registered for it too), else null.
+// The caller holds the registry lock.
+ZProperties* registered(ZHashKeyMap& registry, const char* name) {
+  ZLCString key(name);
+  ZObject* found = registry.getEntry(&key);
   struct stat wanted;
-  if (::stat(name, &wanted) != 0) return nullptr;
+  if (found != nullptr || ::stat(name, &wanted) != 0) return static_cast<ZProperties*>(found);
   ZArrayList names(10, 0);
   registry.listKeys(names);
-  for (unsigned int i = 0; i < names.size(); ++i) {
+  for (unsigned int i = 0; i < names.size() && found == nullptr; ++i) {
     struct stat st;
     if (::stat(static_cast<ZLCString*>(names.get(i))->getChars(), &st) == 0 &&
         st.st_dev == wanted.st_dev && st.st_ino == wanted.st_ino) {
-      return static_cast<ZProperties*>(registry.getEntry(names.get(i)));
+      found = registry.getEntry(names.get(i));
+      registry.putEntry(new ZLCString(name), found);
     }
   }
-  return nullptr;
+  return static_cast<ZProperties*>(found);
 }
 }  // namespace
 
 ZProperties* ZProperties::getPropertiesFor(const char* name, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
   if (isBlank(name)) ZInvalidParameterException().throwException("src/Z/ZProperties", 482);
+  // No object's lock is taken under the registry lock: a thread holding an
+  // object's lock (an iterator, say) may be waiting for the registry.
   ZProperties* found;
   {
     ZPropRegistry registryGuard;
-    ZLCString key(name);
-    found = static_cast<ZProperties*>(factory.registry.getEntry(&key));
-    if (found == nullptr) {
-      found = registeredFile(factory.registry, name);
-      if (found != nullptr) factory.registry.putEntry(new ZLCString(name), found);
-    }
-    if (found == nullptr) {
-      // Loaded under the registry lock: nobody else can hold the new
-      // object's lock yet.
-      ZProperties* made = factory.makePropertiesInstance();
-      try {
-        made->load(name);
-      } catch (...) {
-        delete made;
-        throw;
-      }
-      factory.registry.putEntry(new ZLCString(name), made);
-      return made;
-    }
+    found = registered(factory.registry, name);
   }
-  // A registered object's lock is taken after the registry lock is let go:
-  // a thread that holds the object's lock (an iterator, say) may be waiting
-  // for the registry.
+  if (found == nullptr) {
+    ZProperties* made = factory.makePropertiesInstance();
+    try {
+      made->load(name);
+    } catch (...) {
+      delete made;
+      throw;
+    }
+    {
+      ZPropRegistry registryGuard;
+      found = registered(factory.registry, name);
+      if (found == nullptr) {
+        factory.registry.putEntry(new ZLCString(name), made);
+        return made;
+      }
+    }
+    delete made;  // another thread registered the file meanwhile
+  }
   ZPropResourceLock guard(found->resourceLock);
   int reloadIt = forceReload != 0;
   if (!reloadIt && !found->isModified()) reloadIt = checkAndSetTimeStamp(name, found->timeStamp);

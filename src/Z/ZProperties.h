@@ -314,8 +314,10 @@ class ZProperties : public ZAbstractProperties,
   // One file has one object: a name not seen before that names a
   // registered file (same device and inode: "a.conf" and "./a.conf", a
   // hard or symbolic link) gets that file's object, and is registered for
-  // it too. The registry lock is let go before the object's lock is taken,
-  // so a thread holding an iterator may call this.
+  // it too. No object's lock is taken while the registry lock is held, so a
+  // thread holding an iterator may call this: a new object is loaded
+  // before it is registered (when two threads load one new file at once,
+  // the first to register wins and the other's copy is deleted).
   static ZProperties* getPropertiesFor(const char* name, ZAbstractPropertiesFactory& factory,
                                        int forceReload);
 
