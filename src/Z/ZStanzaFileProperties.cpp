@@ -531,6 +531,15 @@ ZLCString localText(const ZObject* member) {
   return text;
 }
 
+// The locked part of setValue, for a caller that holds the object's lock
+// and sends the change notice itself once it has let the lock go.
+void setHoldingLock(ZProperties& p, const char* stanza, const char* key, const char* value,
+                    int obfuscated) {
+  p.checkAccess(stanza, key, obfuscated);
+  p.getCache()->addLine(stanza, key, value, obfuscated);
+  p.setModified();
+}
+
 }  // namespace
 
 ZStanzaFileProperties::ZStanzaFilePropertiesFactory::ZStanzaFilePropertiesFactory() {}
@@ -621,14 +630,33 @@ void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const
   if (isBlank(stanza) || isBlank(key) || values.size() == 0) {
     ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 607);
   }
-  ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
-  for (unsigned int i = 0; i < values.size(); ++i) {
-    ZLCString value = localText(values.get(i));
-    if (value.isEmpty()) continue;
-    // Never rewound: each value is looked for after the last one found.
-    bool found = false;
-    while (!found && it.hasMore()) found = it.nextValue()->equals(value.getChars());
-    if (!found) it.addValue(value.getChars());
+  // A key without values is set as by setValue, whose notice goes out once
+  // the lock is let go.
+  int notify = 0;
+  {
+    ZPropResourceLock guard(resourceLock);
+    const int selector = obfuscated ? 2 : 1;
+    unsigned int i = 0;
+    if (ZStanzaValueIterator(*this, stanza, key, ZPROP_STRING_LOCAL, selector).valueCount() == 0) {
+      while (i < values.size() && localText(values.get(i)).isEmpty()) ++i;
+      if (i == values.size()) return;
+      setHoldingLock(*this, stanza, key, localText(values.get(i++)).getChars(), obfuscated);
+      notify = 1;
+    }
+    ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, selector);
+    if (notify) it.nextValue();
+    for (; i < values.size(); ++i) {
+      ZLCString value = localText(values.get(i));
+      if (value.isEmpty()) continue;
+      // Never rewound: each value is looked for after the last one found.
+      bool found = false;
+      while (!found && it.hasMore()) found = it.nextValue()->equals(value.getChars());
+      if (!found) it.addValue(value.getChars());
+    }
+  }
+  if (notify) {
+    sendChangeNotice(ZPropertyChanged::PROPERTY_STYLE_DEFAULT, ZPropertyChanged::PROPERTY_CHANGED,
+                     stanza, key);
   }
 }
 
@@ -685,9 +713,21 @@ void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, con
   if (isBlank(stanza) || isBlank(key) || isBlank(value)) {
     ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 671);
   }
-  ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
-  while (it.hasMore()) it.nextValue();
-  it.addValue(value);
+  int notify = 0;
+  {
+    ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
+    if (it.valueCount() == 0) {
+      setHoldingLock(*this, stanza, key, value, obfuscated);  // notice below, unlocked
+      notify = 1;
+    } else {
+      while (it.hasMore()) it.nextValue();
+      it.addValue(value);
+    }
+  }
+  if (notify) {
+    sendChangeNotice(ZPropertyChanged::PROPERTY_STYLE_DEFAULT, ZPropertyChanged::PROPERTY_CHANGED,
+                     stanza, key);
+  }
 }
 
 void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {

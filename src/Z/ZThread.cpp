@@ -48,14 +48,16 @@ ZThread::ZThread(int detached, int deleteOnExit)
       detached_(detached),
       deleteOnExit_(deleteOnExit),
       pool_(nullptr),
-      initResult_(0) {}
+      initResult_(0),
+      starterWaiting_(0) {}
 
 ZThread::ZThread(unsigned int id)
     : threadId_(new pthread_t(static_cast<pthread_t>(id))),
       detached_(0),
       deleteOnExit_(0),
       pool_(nullptr),
-      initResult_(0) {}
+      initResult_(0),
+      starterWaiting_(0) {}
 
 ZThread::~ZThread() { delete threadId_; }
 
@@ -94,9 +96,20 @@ void ZThread::start() {
 int ZThread::startWithResults() {
   // Holding the lock before the thread exists: its signal cannot be lost.
   ZResourceLock guard(startCondition_.getResource());
-  start();
+  starterWaiting_ = 1;
+  try {
+    start();
+  } catch (...) {
+    starterWaiting_ = 0;
+    throw;
+  }
   startCondition_.wait();
-  return initResult_;
+  int result = initResult_;
+  // From here on a thread that deletes itself may go ahead: the unlock
+  // below is the starter's last touch of the object.
+  starterWaiting_ = 0;
+  startCondition_.signal();
+  return result;
 }
 
 void ZThread::threadMain(ZThread* t) {
@@ -121,7 +134,13 @@ void ZThread::threadMain(ZThread* t) {
   bool deleteSelf = t->detached_ && t->deleteOnExit_;
   ZThreadPool* pool = t->pool_;
   if (pool != nullptr) reportingExceptions([t, pool] { pool->threadDeathNotification(*t); });
-  if (deleteSelf) delete t;
+  if (deleteSelf) {
+    {
+      ZResourceLock guard(t->startCondition_.getResource());
+      while (t->starterWaiting_) t->startCondition_.wait();
+    }
+    delete t;
+  }
 }
 
 void ZThread::waitForExit() {
