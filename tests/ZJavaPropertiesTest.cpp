@@ -26,12 +26,12 @@ namespace {
 const int kClone = 130;
 const int kLoadOpen = 139;
 const int kLoadLock = 144;
-const int kReadFailed = 171;
-const int kEmptyKey = 355;
-const int kEmptyPath = 365;
-const int kStoreOpen = 368;
-const int kStoreLock = 375;
-const int kWriteFailed = 393;
+const int kReadFailed = 172;
+const int kEmptyKey = 358;
+const int kEmptyPath = 368;
+const int kStoreOpen = 371;
+const int kStoreLock = 378;
+const int kWriteFailed = 396;
 
 // The whole map, one "key=value" line per entry, sorted by key.
 std::string entries(const ZJavaProperties& p) {

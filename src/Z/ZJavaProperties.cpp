@@ -168,7 +168,9 @@ void ZJavaProperties::loadProperties(FILE* stream, const char* fileName) {
   for (;;) {
     int c = getc(stream);
     if (c == EOF) {
-      if (ferror(stream)) ZUnexpectedEndOfFile(fileName).throwException("src/Z/ZJavaProperties", 171);
+      if (ferror(stream)) {
+        ZUnexpectedEndOfFile(fileName).throwException("src/Z/ZJavaProperties", 172);
+      }
       // A last line without a line end is dropped unless it holds the
       // searched key: deliberate.
       if (isSearchKey()) entries_.putEntry(&key_, &value_);
@@ -181,10 +183,11 @@ void ZJavaProperties::loadProperties(FILE* stream, const char* fileName) {
       continue;
     }
     previous = c;
-    if (state < 0 || state > 15 || stateTable_[state] == nullptr) {
-      ZJavaPropertyParseException(fileName).throwException("src/Z/ZJavaProperties", 185);
+    StateHandler handler = state >= 0 && state < 16 ? stateTable_[state] : nullptr;
+    if (handler == nullptr) {
+      ZJavaPropertyParseException(fileName).throwException("src/Z/ZJavaProperties", 188);
     }
-    state = (this->*stateTable_[state])(c);
+    state = (this->*handler)(c);
     if (state == kError) {
       // The rest of the line is skipped as a comment and the entry dropped.
       key_.clear();
@@ -335,7 +338,7 @@ int ZJavaProperties::doUU3State(int c) {
   const unsigned short* source = &unicodeChar_;
   unsigned char* target = bytes;
   if (zconvert_UTF16_to_UTF8(&source, source + 1, &target, bytes + sizeof bytes) != ZCONVERT_OK) {
-    ZToUTF8Exception().throwException("src/Z/ZJavaProperties", 338);
+    ZToUTF8Exception().throwException("src/Z/ZJavaProperties", 341);
   }
   value_.append(reinterpret_cast<const char*>(bytes), static_cast<unsigned int>(target - bytes));
   return kValChars;
@@ -352,7 +355,7 @@ void ZJavaProperties::getValue(const char* key, ZUTF8String& result) const {
 
 void ZJavaProperties::setValue(const char* key, const char* value) {
   if (key == nullptr || *key == '\0')
-    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 355);
+    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 358);
   ZUTF8String k(key);
   ZUTF8String v(value);
   entries_.putEntry(&k, &v);
@@ -362,17 +365,17 @@ void ZJavaProperties::setValue(const char* key, const char* value) {
 
 void ZJavaProperties::store(const char* path) {
   if (path == nullptr || *path == '\0')
-    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 365);
+    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 368);
   FILE* stream = std::fopen(path, "wt");
   if (stream == nullptr)
-    ZPropertiesIOException(path, "fopen(wt)", errno).throwException("src/Z/ZJavaProperties", 368);
+    ZPropertiesIOException(path, "fopen(wt)", errno).throwException("src/Z/ZJavaProperties", 371);
   StreamCloser closer(stream);
   // The file is emptied by the open, before the lock is tried: a store into
   // a file that another process holds leaves it empty. Deliberate.
   if (lockFile(stream, F_WRLCK) != 0) {
     int err = errno;
     closer.close();
-    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 375);
+    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 378);
   }
   try {
     std::string text("#\n");
@@ -390,10 +393,10 @@ void ZJavaProperties::store(const char* path) {
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() ||
         std::fflush(stream) != 0) {
       ZPropertiesIOException(path, "fwrite()", errno != 0 ? errno : EIO)
-          .throwException("src/Z/ZJavaProperties", 393);
+          .throwException("src/Z/ZJavaProperties", 396);
     }
     if (closer.close() != 0)
-      ZPropertiesIOException(path, "fclose()", errno).throwException("src/Z/ZJavaProperties", 396);
+      ZPropertiesIOException(path, "fclose()", errno).throwException("src/Z/ZJavaProperties", 399);
   } catch (...) {
     closer.close();
     ::unlink(path);
