@@ -25,13 +25,13 @@ namespace {
 // Throw sites of src/Z/ZJavaProperties.
 const int kClone = 130;
 const int kLoadOpen = 139;
-const int kLoadLock = 144;
+const int kLoadLock = 145;
 const int kReadFailed = 172;
 const int kEmptyKey = 358;
-const int kEmptyPath = 368;
-const int kStoreOpen = 371;
-const int kStoreLock = 378;
-const int kWriteFailed = 396;
+const int kEmptyPath = 369;
+const int kStoreOpen = 373;
+const int kStoreLock = 381;
+const int kWriteFailed = 399;
 
 // The whole map, one "key=value" line per entry, sorted by key.
 std::string entries(const ZJavaProperties& p) {

@@ -135,31 +135,31 @@ ZObject* ZJavaProperties::clone() const {
 int ZJavaProperties::load(const char* path) {
   if (path == nullptr || *path == '\0') return 1;
   FILE* stream = std::fopen(path, "r");
-  if (stream == nullptr)
+  if (stream == nullptr) {
     ZPropertiesIOException(path, "fopen(r)", errno).throwException("src/Z/ZJavaProperties", 139);
+  }
   StreamCloser closer(stream);
   if (lockFile(stream, F_RDLCK) != 0) {
     int err = errno;
     closer.close();
-    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 144);
+    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 145);
   }
   loadProperties(stream, path);
   return 1;
 }
 
 int ZJavaProperties::load(const char* path, const char* key) {
+  // The search key lives for this call only, also when it throws.
+  struct Searching {
+    ZUTF8String*& slot;
+    ~Searching() {
+      delete slot;
+      slot = nullptr;
+    }
+  } searching{searchKey_};
   delete searchKey_;
   searchKey_ = new ZUTF8String(key);
-  try {
-    load(path);
-  } catch (...) {
-    delete searchKey_;
-    searchKey_ = nullptr;
-    throw;
-  }
-  delete searchKey_;
-  searchKey_ = nullptr;
-  return 1;
+  return load(path);
 }
 
 void ZJavaProperties::loadProperties(FILE* stream, const char* fileName) {
@@ -354,8 +354,9 @@ void ZJavaProperties::getValue(const char* key, ZUTF8String& result) const {
 }
 
 void ZJavaProperties::setValue(const char* key, const char* value) {
-  if (key == nullptr || *key == '\0')
+  if (key == nullptr || *key == '\0') {
     ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 358);
+  }
   ZUTF8String k(key);
   ZUTF8String v(value);
   entries_.putEntry(&k, &v);
@@ -364,18 +365,20 @@ void ZJavaProperties::setValue(const char* key, const char* value) {
 // ---------------------------------------------------------------- writing
 
 void ZJavaProperties::store(const char* path) {
-  if (path == nullptr || *path == '\0')
-    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 368);
+  if (path == nullptr || *path == '\0') {
+    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 369);
+  }
   FILE* stream = std::fopen(path, "wt");
-  if (stream == nullptr)
-    ZPropertiesIOException(path, "fopen(wt)", errno).throwException("src/Z/ZJavaProperties", 371);
+  if (stream == nullptr) {
+    ZPropertiesIOException(path, "fopen(wt)", errno).throwException("src/Z/ZJavaProperties", 373);
+  }
   StreamCloser closer(stream);
   // The file is emptied by the open, before the lock is tried: a store into
   // a file that another process holds leaves it empty. Deliberate.
   if (lockFile(stream, F_WRLCK) != 0) {
     int err = errno;
     closer.close();
-    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 378);
+    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 381);
   }
   try {
     std::string text("#\n");
@@ -393,10 +396,11 @@ void ZJavaProperties::store(const char* path) {
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() ||
         std::fflush(stream) != 0) {
       ZPropertiesIOException(path, "fwrite()", errno != 0 ? errno : EIO)
-          .throwException("src/Z/ZJavaProperties", 396);
+          .throwException("src/Z/ZJavaProperties", 399);
     }
-    if (closer.close() != 0)
-      ZPropertiesIOException(path, "fclose()", errno).throwException("src/Z/ZJavaProperties", 399);
+    if (closer.close() != 0) {
+      ZPropertiesIOException(path, "fclose()", errno).throwException("src/Z/ZJavaProperties", 402);
+    }
   } catch (...) {
     closer.close();
     ::unlink(path);
