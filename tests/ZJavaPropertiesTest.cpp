@@ -23,15 +23,15 @@
 namespace {
 
 // Throw sites of src/Z/ZJavaProperties.
-const int kClone = 130;
-const int kLoadOpen = 139;
-const int kLoadLock = 145;
-const int kReadFailed = 172;
-const int kEmptyKey = 358;
-const int kEmptyPath = 369;
-const int kStoreOpen = 373;
-const int kStoreLock = 381;
-const int kWriteFailed = 399;
+const int kClone = 113;
+const int kLoadOpen = 122;
+const int kLoadLock = 127;
+const int kReadFailed = 154;
+const int kEmptyKey = 340;
+const int kEmptyPath = 351;
+const int kStoreOpen = 355;
+const int kStoreLock = 362;
+const int kWriteFailed = 380;
 
 // The whole map, one "key=value" line per entry, sorted by key.
 std::string entries(const ZJavaProperties& p) {

@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <memory>
 #include <string>
 
 #include "Z/ZArrayList.h"
@@ -48,25 +48,8 @@ int lockFile(FILE* stream, short type) {
   return ::fcntl(fileno(stream), F_SETLK, &whole);
 }
 
-// Closes the stream when the scope ends unless it was closed already.
-class StreamCloser {
- public:
-  explicit StreamCloser(FILE* stream) : stream_(stream) {}
-  ~StreamCloser() {
-    if (stream_ != nullptr) std::fclose(stream_);
-  }
-  StreamCloser(const StreamCloser&) = delete;
-  StreamCloser& operator=(const StreamCloser&) = delete;
-  // 0 when the stream was closed already.
-  int close() {
-    FILE* s = stream_;
-    stream_ = nullptr;
-    return s != nullptr ? std::fclose(s) : 0;
-  }
-
- private:
-  FILE* stream_;
-};
+// A stream closed when it goes out of scope.
+typedef std::unique_ptr<FILE, int (*)(FILE*)> Stream;
 
 // Appends a value as the writer spells it: "\" and ":" escaped, bytes below
 // 127 as they are (blanks, "=", "#" and line ends included, so such values do
@@ -127,24 +110,23 @@ ZJavaProperties::~ZJavaProperties() { delete searchKey_; }
 
 ZObject* ZJavaProperties::clone() const {
   ZAbstractNotImplementedException("ZJavaProperties::clone")
-      .throwException("src/Z/ZJavaProperties", 130);
+      .throwException("src/Z/ZJavaProperties", 113);
 }
 
 // ---------------------------------------------------------------- reading
 
 int ZJavaProperties::load(const char* path) {
   if (path == nullptr || *path == '\0') return 1;
-  FILE* stream = std::fopen(path, "r");
-  if (stream == nullptr) {
-    ZPropertiesIOException(path, "fopen(r)", errno).throwException("src/Z/ZJavaProperties", 139);
+  Stream stream(std::fopen(path, "r"), &std::fclose);
+  if (!stream) {
+    ZPropertiesIOException(path, "fopen(r)", errno).throwException("src/Z/ZJavaProperties", 122);
   }
-  StreamCloser closer(stream);
-  if (lockFile(stream, F_RDLCK) != 0) {
+  if (lockFile(stream.get(), F_RDLCK) != 0) {
     int err = errno;
-    closer.close();
-    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 145);
+    stream.reset();
+    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 127);
   }
-  loadProperties(stream, path);
+  loadProperties(stream.get(), path);
   return 1;
 }
 
@@ -169,7 +151,7 @@ void ZJavaProperties::loadProperties(FILE* stream, const char* fileName) {
     int c = getc(stream);
     if (c == EOF) {
       if (ferror(stream)) {
-        ZUnexpectedEndOfFile(fileName).throwException("src/Z/ZJavaProperties", 172);
+        ZUnexpectedEndOfFile(fileName).throwException("src/Z/ZJavaProperties", 154);
       }
       // A last line without a line end is dropped unless it holds the
       // searched key: deliberate.
@@ -185,7 +167,7 @@ void ZJavaProperties::loadProperties(FILE* stream, const char* fileName) {
     previous = c;
     StateHandler handler = state >= 0 && state < 16 ? stateTable_[state] : nullptr;
     if (handler == nullptr) {
-      ZJavaPropertyParseException(fileName).throwException("src/Z/ZJavaProperties", 188);
+      ZJavaPropertyParseException(fileName).throwException("src/Z/ZJavaProperties", 170);
     }
     state = (this->*handler)(c);
     if (state == kError) {
@@ -338,7 +320,7 @@ int ZJavaProperties::doUU3State(int c) {
   const unsigned short* source = &unicodeChar_;
   unsigned char* target = bytes;
   if (zconvert_UTF16_to_UTF8(&source, source + 1, &target, bytes + sizeof bytes) != ZCONVERT_OK) {
-    ZToUTF8Exception().throwException("src/Z/ZJavaProperties", 341);
+    ZToUTF8Exception().throwException("src/Z/ZJavaProperties", 323);
   }
   value_.append(reinterpret_cast<const char*>(bytes), static_cast<unsigned int>(target - bytes));
   return kValChars;
@@ -355,7 +337,7 @@ void ZJavaProperties::getValue(const char* key, ZUTF8String& result) const {
 
 void ZJavaProperties::setValue(const char* key, const char* value) {
   if (key == nullptr || *key == '\0') {
-    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 358);
+    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 340);
   }
   ZUTF8String k(key);
   ZUTF8String v(value);
@@ -366,19 +348,18 @@ void ZJavaProperties::setValue(const char* key, const char* value) {
 
 void ZJavaProperties::store(const char* path) {
   if (path == nullptr || *path == '\0') {
-    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 369);
+    ZInvalidParameterException().throwException("src/Z/ZJavaProperties", 351);
   }
-  FILE* stream = std::fopen(path, "wt");
-  if (stream == nullptr) {
-    ZPropertiesIOException(path, "fopen(wt)", errno).throwException("src/Z/ZJavaProperties", 373);
+  Stream stream(std::fopen(path, "wt"), &std::fclose);
+  if (!stream) {
+    ZPropertiesIOException(path, "fopen(wt)", errno).throwException("src/Z/ZJavaProperties", 355);
   }
-  StreamCloser closer(stream);
   // The file is emptied by the open, before the lock is tried: a store into
   // a file that another process holds leaves it empty. Deliberate.
-  if (lockFile(stream, F_WRLCK) != 0) {
+  if (lockFile(stream.get(), F_WRLCK) != 0) {
     int err = errno;
-    closer.close();
-    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 381);
+    stream.reset();
+    ZPropertiesIOException(path, "fcntl()", err).throwException("src/Z/ZJavaProperties", 362);
   }
   try {
     std::string text("#\n");
@@ -393,16 +374,16 @@ void ZJavaProperties::store(const char* path) {
       text += '\n';
     }
     errno = 0;
-    if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() ||
-        std::fflush(stream) != 0) {
+    if (std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() ||
+        std::fflush(stream.get()) != 0) {
       ZPropertiesIOException(path, "fwrite()", errno != 0 ? errno : EIO)
-          .throwException("src/Z/ZJavaProperties", 399);
+          .throwException("src/Z/ZJavaProperties", 380);
     }
-    if (closer.close() != 0) {
-      ZPropertiesIOException(path, "fclose()", errno).throwException("src/Z/ZJavaProperties", 402);
+    if (std::fclose(stream.release()) != 0) {
+      ZPropertiesIOException(path, "fclose()", errno).throwException("src/Z/ZJavaProperties", 383);
     }
   } catch (...) {
-    closer.close();
+    stream.reset();
     ::unlink(path);
     throw;
   }
