@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -179,7 +178,6 @@ TEST_F(ZJavaPropertiesTest, LoadWithAKeyStopsRightAfterIt) {
   p.load(file_.c_str());
   EXPECT_EQ("a=new\nb=kept\nc=3\n", entries(p));
   EXPECT_EQ(1, p.load(""));
-  EXPECT_EQ(1, p.load(nullptr));
   ZUTF8String out("stale");
   p.getValue("a", out);
   EXPECT_STREQ("new", out.getChars());
@@ -219,11 +217,7 @@ TEST_F(ZJavaPropertiesTest, RoundTripKeepsSomeValuesAndChangesOthers) {
       {"k", "hello world", "k=hello world\n"},
       {"k", "C:\\dir\\file", "k=C:\\dir\\file\n"},
       {"k", "=#!x \"q\" 'q'  ", "k==#!x \"q\" 'q'  \n"},
-      {"k",
-       "Ren\xC3\xA9"
-       "e \xE2\x82\xAC",
-       "k=Ren\xC3\xA9"
-       "e \xE2\x82\xAC\n"},
+      {"k", "\xC3\xA9t\xC3\xA9 \xE2\x82\xAC", "k=\xC3\xA9t\xC3\xA9 \xE2\x82\xAC\n"},
       {"k", "", "k=\n"},
       {"k", " lead", "k=lead\n"},
       {"k", "two\nlines", "k=two\n"},
@@ -272,33 +266,24 @@ TEST_F(ZJavaPropertiesTest, LocksHeldByAnotherProcessFailAtOnce) {
   for (short type : {F_RDLCK, F_WRLCK}) {
     SCOPED_TRACE(type == F_RDLCK ? "read lock" : "write lock");
     writeFile(file_, "a=1\n");
-    int ready[2], done[2];
-    ASSERT_EQ(0, ::pipe(ready));
-    ASSERT_EQ(0, ::pipe(done));
-    pid_t holder = ::fork();
-    if (holder == 0) {
-      ::alarm(30);  // never outlives a parent that failed
-      struct flock whole = {};
-      whole.l_type = type;
-      char c = ::fcntl(::open(file_.c_str(), O_RDWR), F_SETLK, &whole) == 0 ? 'y' : 'n';
-      if (::write(ready[1], &c, 1) != 1 || ::read(done[0], &c, 1) < 0) std::_Exit(1);
-      std::_Exit(0);
-    }
-    char c = 0;
-    ASSERT_EQ(1, ::read(ready[0], &c, 1));
-    ASSERT_EQ('y', c);
-    ZJavaProperties p;
-    if (type == F_RDLCK) {
-      p.load(file_.c_str());  // readers share
-      EXPECT_EQ("a=1\n", entries(p));
-    } else {
-      expectIOFailure([&] { p.load(file_.c_str()); }, file_, "fcntl()", EAGAIN, kLoadLock);
-    }
-    expectIOFailure([&] { p.store(file_.c_str()); }, file_, "fcntl()", EAGAIN, kStoreLock);
+    int fd = ::open(file_.c_str(), O_RDWR);
+    struct flock whole = {};
+    whole.l_type = type;
+    ASSERT_EQ(0, ::fcntl(fd, F_SETLK, &whole));  // this process holds it, a child tries
+    EXPECT_EQ(
+        0, inChild([&] {
+          ZJavaProperties p;
+          if (type == F_RDLCK) {
+            p.load(file_.c_str());  // readers share
+            EXPECT_EQ("a=1\n", entries(p));
+          } else {
+            expectIOFailure([&] { p.load(file_.c_str()); }, file_, "fcntl()", EAGAIN, kLoadLock);
+          }
+          expectIOFailure([&] { p.store(file_.c_str()); }, file_, "fcntl()", EAGAIN, kStoreLock);
+          return testing::Test::HasFailure() ? 1 : 0;
+        }));
     EXPECT_EQ("", readFile(file_));  // emptied before the lock was tried
-    EXPECT_EQ(1, ::write(done[1], "x", 1));
-    ASSERT_EQ(holder, ::waitpid(holder, nullptr, 0));
-    for (int fd : {ready[0], ready[1], done[0], done[1]}) ::close(fd);
+    ::close(fd);
   }
 }
 
