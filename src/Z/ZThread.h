@@ -84,9 +84,6 @@ class ZThread : public ZObject {
   ZThreadPool* pool_;
   ZCondition startCondition_;
   int initResult_;
-  // Set while startWithResults() still uses the start condition; guarded by
-  // its lock.
-  int starterWaiting_;
 };
 
 // A worker that sleeps on its wake condition and does one unit of work,
