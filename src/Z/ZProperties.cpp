@@ -375,30 +375,36 @@ void ZProperties::store(const char* name) {
     }
   }
 
-  // The whole new text is made before the file is touched, or made: a text
-  // that the writer refuses leaves the file system as it was.
+  // The new text is made while an existing file is held, so that what it
+  // is made from cannot change under it; a missing file is created only
+  // after its text is made. Either way a text that the writer refuses leaves
+  // the file system as it was.
   MemoryText text;
-  FILE* memory = ::open_memstream(&text.data_, &text.size_);
-  if (memory == nullptr) {
-    ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
-        .throwException("src/Z/ZProperties", 420);
-  }
-  {
-    StreamCloser memoryCloser(memory);
-    cache->be_write(path.getChars(), memory);
-    if (std::ferror(memory) || std::fflush(memory) != 0) {
-      int err = errno != 0 ? errno : EIO;
-      ZPropertiesIOException(path.getChars(), "be_write()", err)
-          .throwException("src/Z/ZProperties", 428);
+  auto makeText = [&] {
+    FILE* memory = ::open_memstream(&text.data_, &text.size_);
+    if (memory == nullptr) {
+      ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
+          .throwException("src/Z/ZProperties", 420);
     }
-    if (memoryCloser.close() != 0) {
-      ZPropertiesIOException(path.getChars(), "be_write()", errno)
-          .throwException("src/Z/ZProperties", 432);
+    {
+      StreamCloser memoryCloser(memory);
+      cache->be_write(path.getChars(), memory);
+      if (std::ferror(memory) || std::fflush(memory) != 0) {
+        int err = errno != 0 ? errno : EIO;
+        ZPropertiesIOException(path.getChars(), "be_write()", err)
+            .throwException("src/Z/ZProperties", 428);
+      }
+      if (memoryCloser.close() != 0) {
+        ZPropertiesIOException(path.getChars(), "be_write()", errno)
+            .throwException("src/Z/ZProperties", 432);
+      }
     }
-  }
+  };
+  struct stat existing;
+  bool exists = ::stat(path.getChars(), &existing) == 0;
+  if (!exists) makeText();
 
-  // Update in place (a missing file is created, only now that its text is
-  // made). The file has this store alone: no load or store of another
+  // Update in place. The file has this store alone: no load or store of another
   // object or process runs meanwhile, so the side file is never rewritten
   // under a load that maps it.
   ZFileUse closer;
@@ -411,6 +417,7 @@ void ZProperties::store(const char* name) {
     ZPropertiesIOException(path.getChars(), "fcntl()", closer.error())
         .throwException("src/Z/ZProperties", 399);
   }
+  if (exists) makeText();
   int fd = fileno(f);
 
   off_t oldSize = 0;
