@@ -19,7 +19,7 @@ struct Key {
   std::vector<std::string> values;
   bool hidden = false;
   // False for a key read from the side file alone: it has no line in the
-  // text, so emptying it drops it at the next store (deliberate).
+  // text until it is given a plain value or emptied.
   bool hasLine = true;
 };
 using Model = std::map<std::string, std::map<std::string, Key>>;
@@ -134,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       }
       if (!expectRefusal) {
         Key& nk = model[s][k];
-        if (key == nullptr || (!v.empty() && !hide)) nk.hasLine = true;
+        if (key == nullptr || !hide || v.empty()) nk.hasLine = true;
         nk.values.clear();
         if (!v.empty()) nk.values.push_back(v);
         nk.hidden = !v.empty() && hide;

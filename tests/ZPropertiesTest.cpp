@@ -423,10 +423,11 @@ TEST_F(ZPropertiesTest, TheSideFileGetsAnAbsoluteNameAndTheFilesModeBeforeTheVal
   back.setValue("db", "password", "");
   back.store(nullptr);
   EXPECT_NE(0, ::access(side.c_str(), F_OK));
-  // (A key held only in the side file has no line of its own.)
-  EXPECT_EQ("[db]\nuser = admin\n\n[configuration-database]\n", readFile(file));
+  // The emptied key, held only in the side file so far, gets its own line.
+  EXPECT_EQ("[db]\nuser = admin\npassword =\n\n[configuration-database]\n", readFile(file));
   TestProperties again(file.c_str());
   EXPECT_EQ(0, again.exists("configuration-database", "file"));
+  EXPECT_EQ(1, again.exists("db", "password"));
 
   // A side file that cannot be mapped (here: empty) fails the load.
   writeFile(file, "[configuration-database]\nfile = " + side + "\n");

@@ -603,10 +603,11 @@ void ZPCategoryBasedCache::addLine(const char* stanza, const char* key, const ch
   if (key == nullptr) return;
   int existed = contains(stanza, key);
   bool needsLine = !existed;
-  if (existed && !obfuscated && value != nullptr && *value != '\0' &&
+  if (existed && (!obfuscated || value == nullptr || *value == '\0') &&
       get(stanza, key, GET_PLAIN)->size() == 0) {
     // A key read from the side file alone has no line (nor, in a file edited
-    // by hand, a header): a plain value given to it must still be written.
+    // by hand, a header): a plain value given to it must still be written,
+    // and so must the key when it is emptied ("key =").
     int at = headerIndex(stanza);
     needsLine = at < 0 || keyLineIndex(at, key) < 0;
   }
