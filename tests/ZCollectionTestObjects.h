@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "Z/ZArrayList.h"
 #include "Z/ZException.h"
 #include "Z/ZObject.h"
 #include "ZTestSupport.h"
@@ -48,5 +51,12 @@ inline int Val::equalsCalls = 0;
 
 // The value of a Val member, -1 for null.
 inline int valOf(const ZObject* o) { return o == nullptr ? -1 : static_cast<const Val*>(o)->v(); }
+
+// The values of a list's members, in order.
+inline std::vector<int> values(const ZList& l) {
+  std::vector<int> out;
+  for (unsigned int i = 0; i < l.size(); ++i) out.push_back(valOf(l.get(i)));
+  return out;
+}
 
 #endif  // Z_TESTS_ZCOLLECTIONTESTOBJECTS_H_

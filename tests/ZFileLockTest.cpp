@@ -1,6 +1,4 @@
 // zbase tests: read-write locks between processes over lock files, and file maps.
-#include "Z/ZFileLock.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -9,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "Z/ZFileLock.h"
 #include "ZChildProcess.h"
 #include "ZLockTestSupport.h"
 
@@ -124,7 +123,7 @@ TEST(ZFileLockTest, LockFileHoldsSequenceAndPidAndWritersRaiseTheSequence) {
 
   lock.readLock();  // a reader lets go of the gate at once
   EXPECT_EQ(fmt("R%ld - seq=1 pid=%ld", me, me), probe(path));
-  lock.unlock(1);  // only a write lock raises the sequence
+  lock.unlock(1);                    // only a write lock raises the sequence
   lock.readWithIntentToWriteLock();  // protect is taken as write
   EXPECT_EQ(RW::kWrite, lock.getLockState());
   EXPECT_EQ(fmt(writing.c_str(), 1), probe(path));
@@ -211,7 +210,8 @@ TEST(ZFileLockTest, AnotherProcessWriteIsReportedOnceAndTheReaderEndsHoldingWrit
   lock.readLock();
   EXPECT_EQ("1<-0;", rec.seen);
   EXPECT_TRUE(lock.ownWriteLock());
-  EXPECT_EQ(fmt("W%ld W%ld seq=1 pid=%ld", getpid(), getpid(), getpid()), probe(d.file("._zplobs")));
+  EXPECT_EQ(fmt("W%ld W%ld seq=1 pid=%ld", getpid(), getpid(), getpid()),
+            probe(d.file("._zplobs")));
   lock.unlock();  // the refresh is not a change
   EXPECT_EQ(1u, lock.getSequence());
   lock.readLock();
@@ -273,8 +273,8 @@ TEST(ZFileLockTest, SetLockDirNameWantsAWritableSearchableDirectory) {
   Lock lock("dir", good.c_str());
   for (const char* bad : {"plain", "ro", "nosearch", "missing"}) {
     SCOPED_TRACE(bad);
-    expectThrowAt<ZInvalidParameterException>([&] { lock.setLockDirName(d.file(bad).c_str()); },
-                                              22, "src/Z/ZFileLock", 130);
+    expectThrowAt<ZInvalidParameterException>([&] { lock.setLockDirName(d.file(bad).c_str()); }, 22,
+                                              "src/Z/ZFileLock", 130);
   }
   EXPECT_EQ(good, lock.getLockDirName().getChars());
   for (RW::zlockstate state : {RW::kRead, RW::kWrite}) {
@@ -310,8 +310,8 @@ TEST(ZFileLockTest, FailuresCarryErrnoAndReleaseWhatWasTaken) {
   writeRaw(path, "abcde", 5);
   lock.lockFileRange(RW::kRead, 0, 8);
   unsigned long v = 7;
-  expectThrowSite<ZReadResourceException>([&] { lock.readBytes(&v, 0, 8); }, "src/Z/ZFileLock",
-                                          378, 35, -1);
+  expectThrowSite<ZReadResourceException>([&] { lock.readBytes(&v, 0, 8); }, "src/Z/ZFileLock", 378,
+                                          35, -1);
   ASSERT_EQ(0, truncate(path.c_str(), 0));
   v = 7;
   lock.readBytes(&v, 0, 8);
@@ -343,11 +343,12 @@ TEST(ZFileLockTest, FileMapMapsCreatesExtendsAndReportsErrors) {
   const std::string made = d.file("made");
   writeRaw(d.file("empty"), "", 0);
   int rc = -5;
-  EXPECT_EQ(nullptr, ZUnixFileMap(d.file("empty").c_str(), ZAbstractFileMap::readOnly, 1)
-                         .mapfile(&rc, 0));
+  EXPECT_EQ(nullptr,
+            ZUnixFileMap(d.file("empty").c_str(), ZAbstractFileMap::readOnly, 1).mapfile(&rc, 0));
   EXPECT_EQ(22, rc);
-  EXPECT_EQ(nullptr, ZUnixFileMap(d.file("missing").c_str(), ZAbstractFileMap::readOnly, 0)
-                         .mapfile(&rc, 16));
+  EXPECT_EQ(
+      nullptr,
+      ZUnixFileMap(d.file("missing").c_str(), ZAbstractFileMap::readOnly, 0).mapfile(&rc, 16));
   EXPECT_EQ(ENOENT, rc);
 
   ZUnixFileMap create(made.c_str(), ZAbstractFileMap::readWriteCreate, 0);

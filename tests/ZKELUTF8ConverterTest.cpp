@@ -70,8 +70,8 @@ TEST(ZKELUTF8ConverterTest, NeedsQxkeldirUnlessGivenADirectory) {
 
 TEST(ZKELUTF8ConverterTest, RegistryIsNotAvailableOnThisPlatform) {
   ZLCString value;
-  expectThrowAt<ZInvalidPlatformException>([] { ZWinRegistry::exists("HKLM\\Software", "x"); },
-                                           11, "src/Z/ZWinRegistry", 30);
+  expectThrowAt<ZInvalidPlatformException>([] { ZWinRegistry::exists("HKLM\\Software", "x"); }, 11,
+                                           "src/Z/ZWinRegistry", 30);
   expectThrowAt<ZInvalidPlatformException>(
       [&] { ZWinRegistry::getValue("HKLM\\Software", "x", value); }, 11, "src/Z/ZWinRegistry", 88);
 }

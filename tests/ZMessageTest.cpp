@@ -1,6 +1,4 @@
 // Tests of the message service: installation and the default output formats.
-#include "Z/ZMessage.h"
-
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -8,6 +6,7 @@
 #include <string>
 
 #include "Z/ZException.h"
+#include "Z/ZMessage.h"
 #include "Z/ZUTF8String.h"
 #include "ZLockTestSupport.h"
 
@@ -59,9 +58,9 @@ TEST(ZMessageTest, DefaultExceptionOutput) {
   for (int n : {0, 23, 55, 1000}) {  // the empty entry, and numbers outside the table
     SCOPED_TRACE(n);
     NumberedException e(n);
-    EXPECT_EQ(head + std::to_string(n) + "\n" + threadLine() + "NUM_MSGS = 55\n" +
-                  (n == 23 ? "" : none),
-              dumped(e));
+    EXPECT_EQ(
+        head + std::to_string(n) + "\n" + threadLine() + "NUM_MSGS = 55\n" + (n == 23 ? "" : none),
+        dumped(e));
   }
   try {
     ZOutOfMemoryException().throwException("src/Z/ZObject", 65);
@@ -96,8 +95,9 @@ TEST(ZMessageTest, MessagesWithAdditionalInformation) {
   ZUTF8String u1("eins"), u2("zwei");
   CaptureStderr();
   s->outputMessageUTF8("src/Z/ZThread", 7, 20, 2, &u1, &u2, nullptr, nullptr, nullptr, nullptr);
-  EXPECT_EQ("Error: 20\n File: \"src/Z/ZThread\" 7\n" + threadLine() + "Additional Information:\n\n\n",
-            GetCapturedStderr());
+  EXPECT_EQ(
+      "Error: 20\n File: \"src/Z/ZThread\" 7\n" + threadLine() + "Additional Information:\n\n\n",
+      GetCapturedStderr());
 }
 
 TEST(ZMessageTest, TableTextsKeptCharacterForCharacter) {

@@ -1,11 +1,10 @@
 // Tests of the observer mechanism.
-#include "Z/ZObservable.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 
+#include "Z/ZObservable.h"
 #include "ZLockTestSupport.h"
 
 namespace {

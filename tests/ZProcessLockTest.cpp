@@ -134,7 +134,7 @@ TEST(ZProcessLockTest, ChangedSequenceUpgradesToWriteAndNotifiesOnce) {
   lock.readLock();
   EXPECT_EQ("9<-7;", rec.seen);
   EXPECT_EQ(RW::kWrite, lock.getLockState());  // asked for read, holds write
-  lock.unlock();  // the refresh does not count as a change
+  lock.unlock();                               // the refresh does not count as a change
   unsigned long stored = 0;
   lock.readSequenceNumber(&stored);
   EXPECT_EQ(9u, stored);

@@ -108,42 +108,47 @@ TEST(ZSharedLibraryTest, FailuresThrowWithTheLoadersText) {
   using Load = ZSharedLibraryLoadException;
   const char* const f = "src/Z/ZSharedLibrary";
   ZSharedLibrary none(lib("libzshl_none").c_str());
-  expectThrowAt<Load>([&] { none.loadLibrary(); }, 51, f, 155, [&](Load& e) {
-    EXPECT_STREQ(lib("libzshl_none").c_str(), e.library());
-    // The text of the last attempt, the name with ".so"; it stays readable.
-    EXPECT_EQ(notFound("libzshl_none.so"), e.text());
-    EXPECT_STREQ(e.text(), none.getLastErrorMessage().getChars());
-    EXPECT_EQ(e.rc(), none.getLastErrorNumber());
-    testing::internal::CaptureStderr();
-    e.dumpException();
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::HasSubstr("Shared library load/unload error (" + lib("libzshl_none") +
-                                   ") " + std::to_string(e.rc()) + ".  " + e.text()));
-  });
+  expectThrowAt<Load>(
+      [&] { none.loadLibrary(); }, 51, f, 155,
+      [&](Load& e) {
+        EXPECT_STREQ(lib("libzshl_none").c_str(), e.library());
+        // The text of the last attempt, the name with ".so"; it stays readable.
+        EXPECT_EQ(notFound("libzshl_none.so"), e.text());
+        EXPECT_STREQ(e.text(), none.getLastErrorMessage().getChars());
+        EXPECT_EQ(e.rc(), none.getLastErrorNumber());
+        testing::internal::CaptureStderr();
+        e.dumpException();
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    testing::HasSubstr("Shared library load/unload error (" + lib("libzshl_none") +
+                                       ") " + std::to_string(e.rc()) + ".  " + e.text()));
+      });
   EXPECT_EQ(nullptr, none.getHandle());
 
   ZSharedLibrary plain(lib("libzshl_plain.so").c_str());
-  expectThrowAt<Load>([&] { plain.unloadLibrary(); }, 51, f, 172, [](Load& e) {
-    EXPECT_EQ(2, e.rc());
-    EXPECT_STREQ("", e.text());  // the loader was not asked
-  });
+  expectThrowAt<Load>([&] { plain.unloadLibrary(); }, 51, f, 172,
+                      [](Load& e) {
+                        EXPECT_EQ(2, e.rc());
+                        EXPECT_STREQ("", e.text());  // the loader was not asked
+                      });
   plain.loadLibrary();
   using Resolve = ZSharedLibraryResolveException;
   expectThrowAt<Resolve>([&] { plain.resolveSymbol("zshlib_missing"); }, 52, f, 184,
                          [&](Resolve& e) {
                            EXPECT_STREQ(lib("libzshl_plain.so").c_str(), e.library());
                            EXPECT_STREQ("zshlib_missing", e.symbol());
-                           EXPECT_THAT(e.text(), testing::HasSubstr("undefined symbol: zshlib_missing"));
+                           EXPECT_THAT(e.text(),
+                                       testing::HasSubstr("undefined symbol: zshlib_missing"));
                            EXPECT_STREQ(e.text(), plain.getLastErrorMessage().getChars());
                          });
   EXPECT_EQ(42, callAnswer(plain));  // the library is still usable
 
   // A refusing initialize keeps the library loaded.
   AskingLibrary refuse(lib("libzshl_refuse").c_str());
-  expectThrowAt<Load>([&] { refuse.loadLibrary(); }, 51, f, 162, [&](Load& e) {
-    EXPECT_STREQ("initialize", e.text());
-    EXPECT_EQ(refuse.getLastErrorNumber(), e.rc());
-  });
+  expectThrowAt<Load>([&] { refuse.loadLibrary(); }, 51, f, 162,
+                      [&](Load& e) {
+                        EXPECT_STREQ("initialize", e.text());
+                        EXPECT_EQ(refuse.getLastErrorNumber(), e.rc());
+                      });
   EXPECT_EQ(1, refuse.initializeCalls);
   EXPECT_EQ(7, callAnswer(refuse));
   refuse.unloadLibrary();
