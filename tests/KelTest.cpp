@@ -92,8 +92,12 @@ TEST_F(KelTest, Utf8IsMeasuredWhateverTheProcessLocale) {
     int len;
     wchar_t wc;
   } cases[] = {
+      {"A", 4, 1, L'A'},
+      {"\xC3\xA9", 4, 2, 0xE9},
       {"\xE2\x82\xAC", 4, 3, 0x20AC},
       {"\xF0\x9F\x98\x80", 4, 4, 0x1F600},
+      {"\xC0\x80", 4, -1, 0},  // overlong
+      {"\xFF", 4, -1, 0},
       {"\xF0\x9F\x98\x80", 3, -1, 0},  // truncated by n
       {"\xC3", 4, -1, 0},              // truncated by the terminator
       {"\xC3(", 4, -1, 0},             // bad continuation
@@ -115,6 +119,7 @@ TEST_F(KelTest, Utf8IsMeasuredWhateverTheProcessLocale) {
   }
   EXPECT_EQ(0, kel_mblen(u.h, nullptr, 4));
   char buf[KEL_MB_LEN_MAX];
+  EXPECT_EQ(3, kel_wctomb(u.h, buf, 0x20AC));
   EXPECT_EQ(4, kel_wctomb(u.h, buf, 0x10FFFF));
   EXPECT_EQ(0, memcmp(buf, "\xF4\x8F\xBF\xBF", 4));
   for (wchar_t bad : {0xD800, 0x110000, -5}) EXPECT_EQ(-1, kel_wctomb(u.h, buf, bad)) << bad;
@@ -129,6 +134,7 @@ TEST_F(KelTest, SingleByteCodeSetsUseTheirOwnTables) {
   EXPECT_EQ(1, kel_wctomb(l9.h, b, 0x20AC));
   EXPECT_EQ('\xA4', b[0]);
   EXPECT_EQ(-1, kel_wctomb(l9.h, b, 0xA4));  // the currency sign it replaced
+  EXPECT_EQ(1, kel_mblen(ascii.h, "A", 1));
   EXPECT_EQ(-1, kel_mblen(ascii.h, "\xE9", 1));
   EXPECT_EQ(-1, kel_wctomb(ascii.h, b, 0xE9));
   EXPECT_EQ("caf\xC3\xA9 \xE2\x82\xAC", conv(l9.h, true, "caf\xE9 \xA4"));
@@ -152,9 +158,15 @@ TEST_F(KelTest, ConversionsNeverWritePastTheirBound) {
     size_t room;
     int result;
   } cases[] = {
-      {l1.h, true, latin, 6, 6},    {l1.h, true, latin, 5, -1},    {u.h, true, nihonU, 5, -1},
-      {u.h, false, nihonU, 6, 6},   {euc.h, true, nihon, 6, 6},    {euc.h, true, nihon, 5, -1},
-      {euc.h, false, nihonU, 4, 4}, {euc.h, false, nihonU, 3, -1},
+      {l1.h, true, latin, 6, 6},
+      {l1.h, true, latin, 5, -1},
+      {u.h, true, nihonU, 5, -1},
+      {u.h, false, nihonU, 6, 6},
+      {euc.h, true, nihon, 6, 6},
+      {euc.h, true, nihon, 5, -1},
+      {euc.h, false, nihonU, 4, 4},
+      {euc.h, false, nihonU, 3, -1},
+      {l1.h, false, "\xC3\xA9\xC3\xA9", 1, -1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.room);
@@ -189,6 +201,7 @@ TEST_F(KelTest, StringFunctionsKeepToCharacterBoundaries) {
   EXPECT_EQ((Strings{"\x95\x5C", "b", "\x95\x5C"}), tokens(sj.h, "\x95\x5C\\b\\\\\x95\x5C", "\\"));
   // UTF-8 sets compare whole characters: e-acute and e-grave share a lead byte.
   EXPECT_EQ(4u, kel_strspn(u.h, "\u00E9\u00E9a", "\xC3\xA9"));
+  EXPECT_EQ(0u, kel_strspn(u.h, "\xC3\xA8", "\xC3\xA9"));
   EXPECT_EQ(2u, kel_strcspn(u.h, "ab\xC3\xA8", "\xC3\xA8"));
   const char* mixed = "a\xC3\xA9-b";
   EXPECT_EQ(mixed + 3, kel_strpbrk(u.h, mixed, "-\xC3\xA8"));
@@ -227,6 +240,7 @@ TEST_F(KelTest, CaseMappingFollowsUnicodeInEveryCodeSet) {
   }
   EXPECT_EQ(0, kel_stricmp(u.h, "\u00C9cole", "\u00E9COLE"));
   EXPECT_GT(0, kel_stricmp(u.h, "abc", "ABD"));
+  EXPECT_LT(0, kel_stricmp(u.h, "abcd", "ABC"));
   EXPECT_GT(0, kel_stricmp(u.h, nullptr, ""));
   EXPECT_EQ(0, kel_strnicmp(u.h, "\u00C9COLEx", "\u00E9coley", 6));
   EXPECT_NE(0, kel_strnicmp(u.h, "\u00C9COLEx", "\u00E9coley", 7));

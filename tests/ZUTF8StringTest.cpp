@@ -14,6 +14,9 @@ TEST(ZUTF8StringTest, CaseMappingOfAsciiTextIsDoneInPlace) {
   EXPECT_STREQ("hello, world 42!", s.getChars());
   s.upper();
   EXPECT_STREQ("HELLO, WORLD 42!", s.getChars());
+  ZUTF8String empty;
+  empty.upper();
+  EXPECT_STREQ("", empty.getChars());
   // The ASCII head is mapped even when the rest holds other characters.
   // From the first non-ASCII byte on the code-set services map the text.
   ZUTF8String mixed("ABC\xC3\x80Z");

@@ -9,6 +9,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 dir=${1:-build-coverage}
 jobs=$(nproc)
+# A compiler cache that rewrites paths relative to a base directory leaves
+# gcov unable to find the sources of the tests: keep them absolute.
+export CCACHE_BASEDIR=
 
 cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Debug -DZBASE_BENCH=OFF \
   -DCMAKE_C_FLAGS=--coverage -DCMAKE_CXX_FLAGS=--coverage \
