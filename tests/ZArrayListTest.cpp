@@ -13,13 +13,6 @@
 
 namespace {
 
-// The members' values, -1 for null.
-std::vector<int> values(const ZList& l) {
-  std::vector<int> out;
-  for (unsigned int i = 0; i < l.size(); ++i) out.push_back(valOf(l.get(i)));
-  return out;
-}
-
 void fill(ZList& l, const std::vector<int>& vs) {
   for (int v : vs) {
     Val x(v);
@@ -82,21 +75,18 @@ TEST(ZArrayListTest, OwnershipDecidesCloningAndDeletion) {
   EXPECT_EQ(Val::live, before);
 }
 
-TEST(ZArrayListTest, SearchesPassOverNullMembersAndNullProbes) {
+TEST(ZArrayListTest, SearchesPassOverNullMembersAndNullProbesAndSubListTakesBothEnds) {
   ZArrayList l(4, 0);
   Val x(1), y(2), probe(1), a(7);
-  for (const ZObject* o : {(const ZObject*)nullptr, (const ZObject*)&x, (const ZObject*)&y,
-                           (const ZObject*)nullptr, (const ZObject*)&x})
-    l.add(o);
+  for (const ZObject* o : std::vector<const ZObject*>{nullptr, &x, &y, nullptr, &x}) l.add(o);
   Val::resetCounts();
   EXPECT_EQ(l.indexOf(&probe), 1u);
   EXPECT_EQ(l.lastIndexOf(&probe), 4u);
   EXPECT_EQ(Val::equalsCalls, 2);
   EXPECT_EQ(l.indexOf(nullptr), ~0u);
   EXPECT_EQ(l.lastIndexOf(&a), ~0u);
-}
 
-TEST(ZArrayListTest, SubListTakesBothEnds) {
+  // subList takes both ends and adds to the target.
   ZArrayList five(5, 1), target(1, 0);
   fill(five, {10, 11, 12, 13, 14});
   five.subList(target, 1, 3);
@@ -152,7 +142,6 @@ class CheckedCompare : public ZSortCompare {
 
 TEST(ZArrayListTest, SortOrdersByCompareAndLeavesNullsInPlace) {
   const ZSortCompare& dflt = ZSortCompare::defaultSortCompare();
-  EXPECT_EQ(&dflt, &ZSortCompare::defaultSortCompare());
   ZArrayList l(8, 1);
   fill(l, {5, 3, 9, 1, 3, 7, 0});
   l.sort(dflt, ZSortCompare::ascending);
@@ -164,9 +153,7 @@ TEST(ZArrayListTest, SortOrdersByCompareAndLeavesNullsInPlace) {
   CheckedCompare checked;
   ZArrayList holes(5, 0);
   Val v3(3), v1(1);
-  holes.add(&v3);
-  holes.add(nullptr);
-  holes.add(&v1);
+  for (const ZObject* o : std::vector<const ZObject*>{&v3, nullptr, &v1}) holes.add(o);
   holes.sort(checked, ZSortCompare::ascending);
   EXPECT_EQ(values(holes), (std::vector<int>{1, -1, 3}));
   EXPECT_EQ(checked.calls, 2);
@@ -199,16 +186,17 @@ TEST(ZArrayListTest, DefaultSortCompareIsMadeOnceWhenFirstUsesRace) {
   const int kThreads = 8;
   std::atomic<bool> go{false};
   std::vector<const ZSortCompare*> seen(kThreads, nullptr);
-  std::vector<std::unique_ptr<BoundedThread>> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back(new BoundedThread([&go, &seen, i] {
-      while (!go) std::this_thread::yield();
-      seen[i] = &ZSortCompare::defaultSortCompare();
-    }));
-  }
-  go = true;
-  for (auto& t : threads) t->join();
-  for (const ZSortCompare* c : seen) EXPECT_EQ(c, &ZSortCompare::defaultSortCompare());
+  {
+    std::vector<std::unique_ptr<BoundedThread>> threads;
+    for (int i = 0; i < kThreads; ++i) {
+      threads.emplace_back(new BoundedThread([&go, &seen, i] {
+        while (!go) std::this_thread::yield();
+        seen[i] = &ZSortCompare::defaultSortCompare();
+      }));
+    }
+    go = true;
+  }  // joined within a time bound
+  EXPECT_EQ(std::vector<const ZSortCompare*>(kThreads, seen[0]), seen);
 }
 
 // Counts swaps, to see the shuffle work through swap().
@@ -255,9 +243,8 @@ TEST(ZArrayListTest, StackPopsFromTheTopAndPopallStopsAtNull) {
   s.popall();  // pops b, then stops at the null
   EXPECT_EQ(s.size(), 1u);
   ZArrayStack* cs = static_cast<ZArrayStack*>(cl);
-  EXPECT_EQ(cs->pop(), &b);
-  EXPECT_EQ(cs->pop(), nullptr);  // the null member
-  EXPECT_EQ(cs->pop(), &a);
+  EXPECT_EQ(std::vector<ZObject*>({&b, nullptr, &a}),  // with the null member
+            std::vector<ZObject*>({cs->pop(), cs->pop(), cs->pop()}));
   EXPECT_TRUE(cs->isEmpty());
   delete cl;
 }

@@ -1,12 +1,15 @@
-// zbase tests: small value objects for the collection suites, and a check of
-// throw sites that the string suites share.
+// zbase tests: small value objects for the collection suites.
 #ifndef Z_TESTS_ZCOLLECTIONTESTOBJECTS_H_
 #define Z_TESTS_ZCOLLECTIONTESTOBJECTS_H_
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "Z/ZArrayList.h"
 #include "Z/ZException.h"
 #include "Z/ZObject.h"
+#include "ZTestSupport.h"
 
 // An int value with a chosen hash. Counts live objects, clones and equals
 // calls so that tests can see what a collection copies, deletes and asks.
@@ -49,19 +52,11 @@ inline int Val::equalsCalls = 0;
 // The value of a Val member, -1 for null.
 inline int valOf(const ZObject* o) { return o == nullptr ? -1 : static_cast<const Val*>(o)->v(); }
 
-// Runs `body`, expects it to throw exception class E, and checks the error
-// number and the throw site.
-template <class E, class F>
-void expectThrowAt(F body, unsigned long number, const char* file, int line) {
-  try {
-    body();
-    ADD_FAILURE() << "nothing thrown, expected " << file << ":" << line;
-  } catch (E& e) {
-    EXPECT_EQ(e.getErrorNumber(), number);
-    ASSERT_NE(e.who(), nullptr);
-    EXPECT_STREQ(e.who(), file);
-    EXPECT_EQ(e.where(), line);
-  }
+// The values of a list's members, in order.
+inline std::vector<int> values(const ZList& l) {
+  std::vector<int> out;
+  for (unsigned int i = 0; i < l.size(); ++i) out.push_back(valOf(l.get(i)));
+  return out;
 }
 
 #endif  // Z_TESTS_ZCOLLECTIONTESTOBJECTS_H_

@@ -65,12 +65,7 @@ TEST(ZConditionTest, FailingWaitIsReportedThrownAndLeavesTheLockHeld) {
   expectThrowSite<ZConditionException>([&] { c.wait(bad, timedOut); }, "src/Z/ZCondition", 160, 9,
                                        22);
   EXPECT_EQ(0, timedOut);
-  auto messages = service.messages();
-  ASSERT_EQ(1u, messages.size());
-  EXPECT_EQ("src/Z/ZCondition", messages[0].file);
-  EXPECT_EQ(159, messages[0].line);
-  EXPECT_EQ(9, messages[0].number);
-  EXPECT_EQ(std::vector<std::string>{"22"}, messages[0].inserts);
+  service.expectOneMessage("src/Z/ZCondition", 159, 9, {"22"});
   c.unlock();
   c.unlock();
 }

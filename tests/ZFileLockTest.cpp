@@ -1,62 +1,20 @@
 // zbase tests: read-write locks between processes over lock files, and file maps.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <string>
-#include <thread>
 
-#include "Z/ZException.h"
 #include "Z/ZFileLock.h"
+#include "ZChildProcess.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
-typedef ZReadWriteLockInterface::zlockstate zlockstate;
-const zlockstate kUnset = static_cast<zlockstate>(0);
-const zlockstate kRead = static_cast<zlockstate>(1);
-const zlockstate kWrite = static_cast<zlockstate>(3);
-
-struct TempDir {
-  std::string path;
-  TempDir() {
-    char templ[] = "/tmp/zplXXXXXX";
-    path = mkdtemp(templ);
-  }
-  ~TempDir() { std::filesystem::remove_all(path); }
-  std::string file(const char* name) const { return path + "/" + name; }
-};
-
-// Runs `body` in a forked process; reap() gives its exit status, or -1 when
-// it dies or outlives the bound (it is killed then).
-template <typename Body>
-pid_t spawn(Body body) {
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  return pid;
-}
-
-int reap(pid_t pid, int seconds = 60) {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  int st = 0;
-  while (waitpid(pid, &st, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &st, 0);
-      return -1;
-    }
-    usleep(2000);
-  }
-  return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-}
+using RW = ZReadWriteLockInterface;
+using Lock = ZUnixProcessReadWriteFileLock;
 
 std::string fmt(const char* f, long a = 0, long b = 0, long c = 0) {
   char buf[128];
@@ -71,28 +29,23 @@ std::string fmt(const char* f, long a = 0, long b = 0, long c = 0) {
 std::string probe(const std::string& path) {
   int fds[2];
   if (pipe(fds) != 0) return "pipe";
-  pid_t pid = spawn([&] {
+  pid_t pid = spawnChild([&] {
     int fd = open(path.c_str(), O_RDWR);
-    std::string out = "none";
-    if (fd >= 0) {
-      out.clear();
-      for (off_t start : {0, 8}) {
-        struct flock fl = {};
-        fl.l_type = F_WRLCK;
-        fl.l_start = start;
-        fl.l_len = start == 0 ? 8 : 4;
-        fcntl(fd, F_GETLK, &fl);
-        out += fl.l_type == F_UNLCK ? "- " : fmt(fl.l_type == F_RDLCK ? "R%ld " : "W%ld ", fl.l_pid);
-      }
-      unsigned long seq = 0;
-      int32_t pidInFile = 0;
-      ssize_t n = pread(fd, &seq, 8, 0) + pread(fd, &pidInFile, 4, 8);
-      out += n == 12 ? fmt("seq=%lu pid=%ld", static_cast<long>(seq), pidInFile) : fmt("short %ld", n);
+    std::string out = fd < 0 ? "none" : "";
+    for (off_t start : {0, 8}) {
+      struct flock fl = {};
+      fl.l_type = F_WRLCK, fl.l_start = start, fl.l_len = start == 0 ? 8 : 4;
+      if (fd < 0 || fcntl(fd, F_GETLK, &fl) != 0) break;
+      out += fl.l_type == F_UNLCK ? "- " : fmt(fl.l_type == F_RDLCK ? "R%ld " : "W%ld ", fl.l_pid);
     }
+    unsigned long seq = 0;
+    int32_t pidInFile = 0;
+    if (fd >= 0 && pread(fd, &seq, 8, 0) + pread(fd, &pidInFile, 4, 8) == 12)
+      out += fmt("seq=%lu pid=%ld", static_cast<long>(seq), pidInFile);
     return write(fds[1], out.data(), out.size()) == static_cast<ssize_t>(out.size()) ? 0 : 1;
   });
   close(fds[1]);
-  reap(pid);
+  reapChild(pid);
   char buf[128];
   ssize_t n = read(fds[0], buf, sizeof buf);
   close(fds[0]);
@@ -105,33 +58,48 @@ void writeRaw(const std::string& path, const void* data, size_t length) {
   close(fd);
 }
 
+int lockInChild(const std::string& dir, const char* name, RW::zlockstate state) {
+  return inChild([&] {
+    Lock l(name, dir.c_str());
+    l.lock(state);
+    l.unlock();
+    return 0;
+  });
+}
+
 class Recorder : public ZObserverInterface {
  public:
-  void update(ZObservableInterface* source, const ZObservedParm& parm) override {
+  void update(ZObservableInterface*, const ZObservedParm& parm) override {
     const ZSequenceUpdate& u = dynamic_cast<const ZSequenceUpdate&>(parm);
-    seen += std::string(source == expected ? "lock " : "other ") + std::to_string(u.getSequence()) +
-            "<-" + std::to_string(u.getLastSequence()) + ";";
+    seen += std::to_string(u.getSequence()) + "<-" + std::to_string(u.getLastSequence()) + ";";
   }
-  ZObservableInterface* expected = nullptr;
   std::string seen;
+};
+
+// Counts the times the file itself is locked and released.
+class CountingLock : public Lock {
+ public:
+  using Lock::Lock;
+  void lockFile(zlockstate state) override { ++locks, Lock::lockFile(state); }
+  void unlockFile() override { ++unlocks, Lock::unlockFile(); }
+  std::atomic<int> locks{0}, unlocks{0};
 };
 
 }  // namespace
 
 TEST(ZFileLockTest, LockFileNameIsPrefixedAndJoinedToTheDirectory) {
   TempDir d;
-  ZUnixProcessReadWriteFileLock a("app", d.path.c_str());
-  EXPECT_EQ(d.path + "/._zplapp", a.getLockFileName().getChars());
-  ZUnixProcessReadWriteFileLock b("app");
+  Lock a("app", d.path.c_str()), b("app");
+  EXPECT_EQ(d.file("._zplapp"), a.getLockFileName().getChars());
   EXPECT_STREQ("._zplapp", b.getLockFileName().getChars());
   EXPECT_FALSE(a == b);
   b.setLockDirName(d.path.c_str());
   EXPECT_TRUE(a == b);  // identity is the lock file name
-  EXPECT_EQ(ZLCString((d.path + "/._zplapp").c_str()).hash(), b.hash());
+  EXPECT_EQ(ZLCString(d.file("._zplapp").c_str()).hash(), b.hash());
   b.setLockDirName(nullptr);
   EXPECT_STREQ("._zplapp", b.getLockFileName().getChars());
   EXPECT_STREQ("._zpl", ZStubProcessReadWriteFileLock().getLockFileName().getChars());
-  EXPECT_TRUE(ZUnixProcessReadWriteFileLock(a) == a);
+  EXPECT_TRUE(Lock(a) == a);
 }
 
 TEST(ZFileLockTest, LockFileHoldsSequenceAndPidAndWritersRaiseTheSequence) {
@@ -139,26 +107,26 @@ TEST(ZFileLockTest, LockFileHoldsSequenceAndPidAndWritersRaiseTheSequence) {
   TempDir d;
   const std::string path = d.file("._zplseq");
   const long me = getpid();
-  ZUnixProcessReadWriteFileLock lock("seq", d.path.c_str());
+  const std::string writing = fmt("W%ld W%ld seq=%%ld pid=%ld", me, me, me);
+  Lock lock("seq", d.path.c_str());
   EXPECT_EQ("none", probe(path));
-
   lock.writeLock();
   struct stat st;
   ASSERT_EQ(0, stat(path.c_str(), &st));
   umask(oldMask);
   EXPECT_EQ(02600u, st.st_mode & 07777u);
   EXPECT_EQ(0u, lock.getSequence());  // a new file counts as sequence 0
-  EXPECT_EQ(fmt("W%ld W%ld seq=0 pid=%ld", me, me, me), probe(path));
+  EXPECT_EQ(fmt(writing.c_str(), 0), probe(path));
   lock.unlock();
   EXPECT_EQ(fmt("- - seq=1 pid=%ld", me), probe(path));
   EXPECT_EQ(1u, lock.getLastSequence());
 
   lock.readLock();  // a reader lets go of the gate at once
   EXPECT_EQ(fmt("R%ld - seq=1 pid=%ld", me, me), probe(path));
-  lock.unlock(1);  // only a write lock raises the sequence
+  lock.unlock(1);                    // only a write lock raises the sequence
   lock.readWithIntentToWriteLock();  // protect is taken as write
-  EXPECT_EQ(kWrite, lock.getLockState());
-  EXPECT_EQ(fmt("W%ld W%ld seq=1 pid=%ld", me, me, me), probe(path));
+  EXPECT_EQ(RW::kWrite, lock.getLockState());
+  EXPECT_EQ(fmt(writing.c_str(), 1), probe(path));
   lock.unlock();
   lock.writeLock();
   lock.unlock(0);  // a writer that changed nothing
@@ -174,77 +142,46 @@ TEST(ZFileLockTest, LockFileHoldsSequenceAndPidAndWritersRaiseTheSequence) {
 
   // incSequence writes at once, and only under a write lock.
   lock.readLock();
-  try {
-    lock.incSequence();
-    ADD_FAILURE() << "incSequence under a read lock";
-  } catch (ZInvalidResourceStateException& e) {
-    EXPECT_EQ(32u, e.getErrorNumber());
-    EXPECT_STREQ("read", e.value());
-    EXPECT_STREQ("src/Z/ZFileLock", e.who());
-    EXPECT_EQ(115, e.where());
-  }
+  expectThrowAt<ZInvalidResourceStateException>(
+      [&] { lock.incSequence(); }, 32, "src/Z/ZFileLock", 115,
+      [](ZInvalidResourceStateException& e) { EXPECT_STREQ("read", e.value()); });
   lock.unlock();
   lock.writeLock();
   lock.incSequence();
-  EXPECT_EQ(fmt("W%ld W%ld seq=1 pid=%ld", me, me, me), probe(path));
+  EXPECT_EQ(fmt(writing.c_str(), 1), probe(path));
   lock.unlock();
   EXPECT_EQ(2u, lock.getSequence());
 }
-
-// Counts the times the file itself is locked and released.
-class CountingLock : public ZUnixProcessReadWriteFileLock {
- public:
-  using ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock;
-  void lockFile(zlockstate state) override {
-    ++locks;
-    ZUnixProcessReadWriteFileLock::lockFile(state);
-  }
-  void unlockFile() override {
-    ++unlocks;
-    ZUnixProcessReadWriteFileLock::unlockFile();
-  }
-  std::atomic<int> locks{0}, unlocks{0};
-};
 
 TEST(ZFileLockTest, ThreadsOfOneProcessShareOneFileLock) {
   TempDir d;
   CountingLock lock("share", d.path.c_str());
   lock.readLock();
   std::atomic<int> stage(0);
-  std::thread second([&] {
+  BoundedThread second([&] {
     lock.readLock();  // the file is not touched again
     stage = 1;
-    while (stage != 2) usleep(1000);
+    waitUntil([&] { return stage == 2; });
     lock.unlock();  // the last reader lets go of the file
-    stage = 3;
   });
-  for (int i = 0; i < 20000 && stage != 1; ++i) usleep(1000);
-  ASSERT_EQ(1, stage.load());
+  waitUntil([&] { return stage == 1; });
   EXPECT_EQ(1, lock.locks.load());
   lock.unlock();  // another thread still reads: the file lock stays
   EXPECT_EQ(0, lock.unlocks.load());
   EXPECT_EQ(fmt("R%ld - seq=0 pid=%ld", getpid(), getpid()), probe(d.file("._zplshare")));
   stage = 2;
-  for (int i = 0; i < 20000 && stage != 3; ++i) usleep(1000);
-  ASSERT_EQ(3, stage.load()) << "the second reader is stuck";
   second.join();
   EXPECT_EQ(1, lock.unlocks.load());
-  EXPECT_EQ(kUnset, lock.getLockState());
+  EXPECT_EQ(RW::kUnset, lock.getLockState());
 }
 
 TEST(ZFileLockTest, ReadersShareAndAWaitingWriterHoldsTheGate) {
   TempDir d;
-  const std::string dir = d.path;
-  ZUnixProcessReadWriteFileLock lock("x", dir.c_str());
+  Lock lock("x", d.path.c_str());
   lock.readLock();
-  EXPECT_EQ(0, reap(spawn([&] {
-              ZUnixProcessReadWriteFileLock l("x", dir.c_str());
-              l.readLock();  // readers share
-              l.unlock();
-              return 0;
-            })));
-  pid_t writer = spawn([&] {
-    ZUnixProcessReadWriteFileLock l("x", dir.c_str());
+  EXPECT_EQ(0, lockInChild(d.path, "x", RW::kRead));  // readers share
+  pid_t writer = spawnChild([&] {
+    Lock l("x", d.path.c_str());
     l.writeLock();
     l.unlock();
     return l.getSequence() == 1 ? 0 : 1;
@@ -253,57 +190,48 @@ TEST(ZFileLockTest, ReadersShareAndAWaitingWriterHoldsTheGate) {
   // readers coming after it queue behind it.
   const std::string waiting = fmt("R%ld W%ld ", getpid(), writer);
   std::string seen;
-  for (int i = 0; i < 2000 && seen.compare(0, waiting.size(), waiting) != 0; ++i) {
+  for (int i = 0; i < 2000 && seen.compare(0, waiting.size(), waiting) != 0; ++i)
     seen = probe(d.file("._zplx"));
-  }
   EXPECT_EQ(0u, seen.rfind(waiting, 0)) << seen;
   EXPECT_EQ(0, waitpid(writer, nullptr, WNOHANG));
   lock.unlock();
-  EXPECT_EQ(0, reap(writer));
+  EXPECT_EQ(0, reapChild(writer));
 }
 
 TEST(ZFileLockTest, AnotherProcessWriteIsReportedOnceAndTheReaderEndsHoldingWrite) {
   TempDir d;
-  const std::string dir = d.path;
-  ZUnixProcessReadWriteFileLock lock("obs", dir.c_str());
+  Lock lock("obs", d.path.c_str());
   Recorder rec;
-  rec.expected = &lock;
   lock.addObserver(&rec);
   lock.readLock();  // the first lock never reports
   lock.unlock();
   EXPECT_EQ(0u, lock.getLastSequence());
-
-  ASSERT_EQ(0, reap(spawn([&] {
-              ZUnixProcessReadWriteFileLock l("obs", dir.c_str());
-              l.writeLock();
-              l.unlock();
-              return 0;
-            })));
+  ASSERT_EQ(0, lockInChild(d.path, "obs", RW::kWrite));
   lock.readLock();
-  EXPECT_EQ("lock 1<-0;", rec.seen);
+  EXPECT_EQ("1<-0;", rec.seen);
   EXPECT_TRUE(lock.ownWriteLock());
-  EXPECT_EQ(fmt("W%ld W%ld seq=1 pid=%ld", getpid(), getpid(), getpid()), probe(d.file("._zplobs")));
+  EXPECT_EQ(fmt("W%ld W%ld seq=1 pid=%ld", getpid(), getpid(), getpid()),
+            probe(d.file("._zplobs")));
   lock.unlock();  // the refresh is not a change
   EXPECT_EQ(1u, lock.getSequence());
-  EXPECT_EQ(1u, lock.getLastSequence());
   lock.readLock();
-  EXPECT_EQ(kRead, lock.getLockState());
+  EXPECT_EQ(RW::kRead, lock.getLockState());
   lock.unlock();
-  EXPECT_EQ("lock 1<-0;", rec.seen);
+  EXPECT_EQ("1<-0;", rec.seen);
 }
 
 // Writers never overlap, readers never see half an update, no update is lost,
 // and every write raised the file's sequence once.
 TEST(ZFileLockTest, ManyProcessesLoseNoUpdate) {
   TempDir d;
-  const std::string dir = d.path, counter = d.file("counter"), inside = d.file("inside");
+  const std::string counter = d.file("counter"), inside = d.file("inside");
   const long zero[2] = {0, 0};
   writeRaw(counter, zero, sizeof zero);
   const int kProcs = 4, kCycles = 40;
   std::vector<pid_t> pids;
   for (int p = 0; p < kProcs; ++p) {
-    pids.push_back(spawn([&] {
-      ZUnixProcessReadWriteFileLock l("stress", dir.c_str());
+    pids.push_back(spawnChild([&] {
+      Lock l("stress", d.path.c_str());
       int fd = open(counter.c_str(), O_RDWR);
       int bad = fd < 0;
       for (int i = 0; i < kCycles; ++i) {
@@ -326,7 +254,7 @@ TEST(ZFileLockTest, ManyProcessesLoseNoUpdate) {
       return bad == 0 ? 0 : 3;
     }));
   }
-  for (pid_t pid : pids) EXPECT_EQ(0, reap(pid));
+  for (pid_t pid : pids) EXPECT_EQ(0, reapChild(pid));
   long v[2] = {-1, -1};
   int fd = open(counter.c_str(), O_RDONLY);
   ASSERT_EQ(static_cast<ssize_t>(sizeof v), read(fd, v, sizeof v));
@@ -338,34 +266,25 @@ TEST(ZFileLockTest, ManyProcessesLoseNoUpdate) {
 
 TEST(ZFileLockTest, SetLockDirNameWantsAWritableSearchableDirectory) {
   TempDir d;
-  const std::string plain = d.file("plain"), good = d.file("good"), other = d.file("other");
-  writeRaw(plain, "x", 1);
-  ASSERT_EQ(0, mkdir(d.file("ro").c_str(), 0500));
-  ASSERT_EQ(0, mkdir(d.file("nosearch").c_str(), 0600));
-  ASSERT_EQ(0, mkdir(good.c_str(), 0700));
-  ASSERT_EQ(0, mkdir(other.c_str(), 0700));
-  ZUnixProcessReadWriteFileLock lock("dir", good.c_str());
-  for (const std::string& bad : {plain, d.file("ro"), d.file("nosearch"), d.file("missing")}) {
-    try {
-      lock.setLockDirName(bad.c_str());
-      ADD_FAILURE() << bad;
-    } catch (ZInvalidParameterException& e) {
-      EXPECT_EQ(22u, e.getErrorNumber());
-      EXPECT_STREQ("src/Z/ZFileLock", e.who());
-      EXPECT_EQ(130, e.where());
-    }
+  const std::string good = d.file("good"), other = d.file("other");
+  writeRaw(d.file("plain"), "x", 1);
+  ASSERT_EQ(0, mkdir(d.file("ro").c_str(), 0500) | mkdir(d.file("nosearch").c_str(), 0600) |
+                   mkdir(good.c_str(), 0700) | mkdir(other.c_str(), 0700));
+  Lock lock("dir", good.c_str());
+  for (const char* bad : {"plain", "ro", "nosearch", "missing"}) {
+    SCOPED_TRACE(bad);
+    expectThrowAt<ZInvalidParameterException>([&] { lock.setLockDirName(d.file(bad).c_str()); }, 22,
+                                              "src/Z/ZFileLock", 130);
   }
   EXPECT_EQ(good, lock.getLockDirName().getChars());
-  for (zlockstate held : {kRead, kWrite}) {
-    lock.lock(held);
+  for (RW::zlockstate state : {RW::kRead, RW::kWrite}) {
+    lock.lock(state);
     lock.setLockDirName(good.c_str());  // the same directory is no change
-    try {
-      lock.setLockDirName(other.c_str());
-      ADD_FAILURE() << "changed while locked";
-    } catch (ZInvalidResourceStateException& e) {
-      EXPECT_STREQ(held == kRead ? "read" : "write", e.value());
-      EXPECT_EQ(138, e.where());
-    }
+    expectThrowAt<ZInvalidResourceStateException>(
+        [&] { lock.setLockDirName(other.c_str()); }, 32, "src/Z/ZFileLock", 138,
+        [&](ZInvalidResourceStateException& e) {
+          EXPECT_STREQ(state == RW::kRead ? "read" : "write", e.value());
+        });
     lock.unlock();
   }
   lock.setLockDirName(other.c_str());
@@ -376,17 +295,12 @@ TEST(ZFileLockTest, FailuresCarryErrnoAndReleaseWhatWasTaken) {
   TempDir d;
   const std::string sub = d.file("sub");
   ASSERT_EQ(0, mkdir(sub.c_str(), 0700));
-  ZUnixProcessReadWriteFileLock lock("f", sub.c_str());
+  Lock lock("f", sub.c_str());
   ASSERT_EQ(0, rmdir(sub.c_str()));
-  try {
-    lock.writeLock();  // the lock file cannot be opened: fcntl reports it
-    ADD_FAILURE() << "locked without a lock file";
-  } catch (ZLockResourceException& e) {
-    EXPECT_EQ(33u, e.getErrorNumber());
-    EXPECT_EQ(EBADF, e.rc());
-    EXPECT_EQ(335, e.where());
-  }
-  EXPECT_EQ(kUnset, lock.getLockState());
+  // The lock file cannot be opened: fcntl reports it.
+  expectThrowSite<ZLockResourceException>([&] { lock.writeLock(); }, "src/Z/ZFileLock", 335, 33,
+                                          EBADF);
+  EXPECT_EQ(RW::kUnset, lock.getLockState());
   ASSERT_EQ(0, mkdir(sub.c_str(), 0700));
   lock.writeLock();  // nothing was left held
   lock.unlock();
@@ -394,57 +308,47 @@ TEST(ZFileLockTest, FailuresCarryErrnoAndReleaseWhatWasTaken) {
   // An empty lock file reads as sequence 0, a short one is an error.
   const std::string path = sub + "/._zplf";
   writeRaw(path, "abcde", 5);
-  lock.lockFileRange(kRead, 0, 8);
+  lock.lockFileRange(RW::kRead, 0, 8);
   unsigned long v = 7;
-  try {
-    lock.readBytes(&v, 0, 8);
-    ADD_FAILURE() << "short read accepted";
-  } catch (ZReadResourceException& e) {
-    EXPECT_EQ(35u, e.getErrorNumber());
-    EXPECT_EQ(-1, e.rc());
-    EXPECT_EQ(378, e.where());
-  }
+  expectThrowSite<ZReadResourceException>([&] { lock.readBytes(&v, 0, 8); }, "src/Z/ZFileLock", 378,
+                                          35, -1);
   ASSERT_EQ(0, truncate(path.c_str(), 0));
   v = 7;
   lock.readBytes(&v, 0, 8);
   EXPECT_EQ(7u, v);
-  EXPECT_THROW(lock.lockFileRange(static_cast<zlockstate>(7), 0, 8), ZInvalidResourceStateException);
+  EXPECT_THROW(lock.lockFileRange(static_cast<RW::zlockstate>(7), 0, 8),
+               ZInvalidResourceStateException);
   lock.unlockFileRange(0, 8);
 
   // A write that fails (past the file size limit) zeroes the kept sequence
   // and gives back the gate and the in-process lock.
-  EXPECT_EQ(0, reap(spawn([&] {
+  EXPECT_EQ(0, inChild([&] {
               signal(SIGXFSZ, SIG_IGN);
-              struct rlimit small = {8, RLIM_INFINITY};
+              struct rlimit small = {8, RLIM_INFINITY}, big = {RLIM_INFINITY, RLIM_INFINITY};
               setrlimit(RLIMIT_FSIZE, &small);
-              ZUnixProcessReadWriteFileLock l("f", sub.c_str());
-              int rc = 1;
-              try {
-                l.writeLock();
-              } catch (ZWriteResourceException& e) {
-                rc = e.getErrorNumber() == 33 && e.rc() == EFBIG && e.where() == 356 &&
-                             l.getLockState() == kUnset && l.getSequence() == 0
-                         ? 0
-                         : 2;
-              }
-              struct rlimit big = {RLIM_INFINITY, RLIM_INFINITY};
+              Lock l("f", sub.c_str());
+              expectThrowSite<ZWriteResourceException>([&] { l.writeLock(); }, "src/Z/ZFileLock",
+                                                       356, 33, EFBIG);
+              EXPECT_EQ(RW::kUnset, l.getLockState());
+              EXPECT_EQ(0u, l.getSequence());
               setrlimit(RLIMIT_FSIZE, &big);
               l.writeLock();
               l.unlock();
-              return rc;
-            })));
+              return testing::Test::HasFailure() ? 1 : 0;
+            }));
 }
 
 TEST(ZFileLockTest, FileMapMapsCreatesExtendsAndReportsErrors) {
   TempDir d;
-  const std::string empty = d.file("empty"), made = d.file("made");
-  writeRaw(empty, "", 0);
+  const std::string made = d.file("made");
+  writeRaw(d.file("empty"), "", 0);
   int rc = -5;
-  ZUnixFileMap none(empty.c_str(), ZAbstractFileMap::readOnly, 1);
-  EXPECT_EQ(nullptr, none.mapfile(&rc, 0));
+  EXPECT_EQ(nullptr,
+            ZUnixFileMap(d.file("empty").c_str(), ZAbstractFileMap::readOnly, 1).mapfile(&rc, 0));
   EXPECT_EQ(22, rc);
-  ZUnixFileMap missing(d.file("missing").c_str(), ZAbstractFileMap::readOnly, 0);
-  EXPECT_EQ(nullptr, missing.mapfile(&rc, 16));
+  EXPECT_EQ(
+      nullptr,
+      ZUnixFileMap(d.file("missing").c_str(), ZAbstractFileMap::readOnly, 0).mapfile(&rc, 16));
   EXPECT_EQ(ENOENT, rc);
 
   ZUnixFileMap create(made.c_str(), ZAbstractFileMap::readWriteCreate, 0);
@@ -465,12 +369,10 @@ TEST(ZFileLockTest, FileMapMapsCreatesExtendsAndReportsErrors) {
   EXPECT_EQ(0, memcmp(q, "hello\0", 6));
   // Any mode but 0 and 1 maps read-write without extending.
   ZUnixFileMap other(made.c_str(), static_cast<ZAbstractFileMap::zmapmode>(7), 0);
-  p = static_cast<char*>(other.mapfile(&rc, 100));
+  p = static_cast<char*>(other.mapfile(&rc, 200));
   ASSERT_NE(nullptr, p);
   p[0] = 'J';
   EXPECT_EQ('J', q[0]);  // both map the same file
-  ZUnixFileMap grow(made.c_str(), static_cast<ZAbstractFileMap::zmapmode>(7), 0);
-  EXPECT_NE(nullptr, grow.mapfile(&rc, 200));
   ASSERT_EQ(0, stat(made.c_str(), &st));
   EXPECT_EQ(100, st.st_size);
 }

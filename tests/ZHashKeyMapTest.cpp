@@ -1,21 +1,18 @@
 // zbase tests: ZHashKeyMap and ZKeyEntry.
-#include "Z/ZHashKeyMap.h"
+#include <gtest/gtest.h>
 
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "Z/ZHashKeyMap.h"
 #include "ZCollectionTestObjects.h"
 
 namespace {
 
 // The keys (or values) as listed, -1 for null.
-std::vector<int> listed(const ZKeyMap& m, bool values) {
+std::vector<int> listed(const ZKeyMap& m, bool objects) {
   ZArrayList l(1, 0);
-  values ? m.listObjects(l) : m.listKeys(l);
-  std::vector<int> out;
-  for (unsigned int i = 0; i < l.size(); ++i) out.push_back(valOf(l.get(i)));
-  return out;
+  objects ? m.listObjects(l) : m.listKeys(l);
+  return values(l);
 }
 
 TEST(ZHashKeyMapTest, OwningPutClonesTwiceAndReplacesTheOldPair) {

@@ -1,10 +1,9 @@
 // zbase tests: ZHashMap, ZArrayMap and their iterators.
-#include "Z/ZHashMap.h"
+#include <gtest/gtest.h>
 
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "Z/ZHashMap.h"
 #include "ZCollectionTestObjects.h"
 
 namespace {
@@ -12,9 +11,7 @@ namespace {
 std::vector<int> listed(const ZMap& m) {
   ZArrayList l(1, 0);
   m.list(l);
-  std::vector<int> out;
-  for (unsigned int i = 0; i < l.size(); ++i) out.push_back(valOf(l.get(i)));
-  return out;
+  return values(l);
 }
 
 // Puts Val(v) hashed to v for each v.

