@@ -146,8 +146,8 @@ struct ZStzFileItem {
 // Safe to share between threads: every operation holds the object's
 // resource lock while it uses the cache, and change notices go out after the
 // lock is released (not under an iterator, and two objects on one file
-// refuse each other's loads and stores: see ZProperties). Required arguments must be non-null and
-// non-empty, else ZInvalidParameterException.
+// refuse each other's loads and stores: see ZProperties). Required
+// arguments must be non-null and non-empty, else ZInvalidParameterException.
 class ZStanzaFileProperties : public ZProperties {
  public:
   // Makes stanza-file objects (with keep-comments on) for the registry of
