@@ -44,7 +44,6 @@ no_leak() {
   done
 }
 
-sample=$work/app.conf
 cp "$src/examples/app.conf" "$src/examples/app.conf.obf" "$work/"
 
 step "installing into a staging prefix"
@@ -154,7 +153,7 @@ declare -A contents=(
   [zstanza]="usr/bin/zstanza"
 )
 for pkg in "${!contents[@]}"; do
-  deb=$(ls "$work/deb/${pkg}_"*.deb 2>/dev/null | head -1)
+  deb=$(find "$work/deb" -name "${pkg}_*.deb" | head -1)
   if [[ -z $deb ]]; then
     fail "no package $pkg"
     continue
@@ -182,9 +181,9 @@ if command -v lintian >/dev/null; then
   # Quiet, but for the ldconfig calls that CPack writes into the library
   # packages' maintainer scripts (harmless beside their ldconfig trigger), and
   # for the tool's manual page while docs/man/zstanza.1 is not written.
-  suppress=(--suppress-tags maintscript-calls-ldconfig)
-  [[ -f $src/docs/man/zstanza.1 ]] || suppress=(--suppress-tags maintscript-calls-ldconfig,no-manual-page)
-  lintian --fail-on error,warning "${suppress[@]}" "$work"/deb/*.deb >"$work/lintian.log" 2>&1 ||
+  tags=maintscript-calls-ldconfig
+  [[ -f $src/docs/man/zstanza.1 ]] || tags+=,no-manual-page
+  lintian --fail-on error,warning --suppress-tags "$tags" "$work"/deb/*.deb >"$work/lintian.log" 2>&1 ||
     { grep -v 'root privileges' "$work/lintian.log" >&2; fail "lintian"; }
 fi
 step "a client against the unpacked packages"
