@@ -1,6 +1,7 @@
 #!/bin/sh
 # A tour of zstanza on the sample configuration examples/app.conf: builds the
-# tool, reads the sample, edits a copy of it and shows what changed.
+# tool, reads the sample (also as shell variables and JSON), edits a copy of
+# it, one edit at a time and as a transaction, and shows what changed.
 #
 #   sh examples/tour.sh            (BUILD=dir picks the build directory)
 set -e
@@ -39,6 +40,15 @@ show get app.conf database password
 show check app.conf
 
 echo
+echo "== For scripts: a format the shell can eval ========================"
+show list --format=sh app.conf server
+printf '\n$ eval "$(zstanza list --format=sh app.conf server)"; echo "$server_host:$server_workers"\n'
+eval "$("$zstanza" list --format=sh app.conf server)"
+echo "$server_host:$server_workers"
+show get --format=json app.conf mirrors mirror
+show get --default 8080 app.conf server port
+
+echo
 echo "== Editing a copy ================================================="
 show set app.conf server port 9090
 show add app.conf mirrors mirror https://m2.example.com/orders https://m4.example.com/orders
@@ -47,6 +57,21 @@ show del app.conf logging "max size"
 show set --obfuscated app.conf database password 'n3w-s3cret'
 show get app.conf database password
 show dump app.conf
+
+echo
+echo "== A transaction: several edits, all or nothing ==================="
+edits='set server port 9091
+set server banner "orders \"blue\""
+del --existing logging verbose'
+printf '\n$ zstanza apply app.conf <<EOF\n%s\nEOF\n' "$edits"
+printf '%s\n' "$edits" | "$zstanza" apply app.conf || printf '(exit code %d: nothing applied)\n' "$?"
+show get app.conf server port
+edits='set server port 9091
+set server banner "orders \"blue\""'
+printf '\n$ zstanza apply --verbose app.conf <<EOF\n%s\nEOF\n' "$edits"
+printf '%s\n' "$edits" | "$zstanza" apply --verbose app.conf
+show get app.conf server banner
+show set --check-changed app.conf server port 9091
 
 echo
 echo "== What changed ==================================================="

@@ -77,6 +77,7 @@
 #include "Z/ZProperties.h"
 
 #include "Z/ZStanzaFileProperties.h"
+#include "Z/zproperties_c.h"
 
 
 

@@ -51,7 +51,7 @@ void ZAbstractMutableString::init() {
 // Growth rule: a non-exact bump adds a fifth of the need (plus a little)
 // even when the need is below the capacity. append only bumps when the
 // length exceeds the capacity, insert bumps every time; that asymmetry is
-// the library's long-standing behaviour and is kept.
+// deliberate.
 void ZAbstractMutableString::bump(unsigned int need, int exact) {
   std::uint64_t wanted = need > capacity_ ? need : capacity_;
   if (wanted <= kBuiltInCapacity) return;

@@ -47,7 +47,7 @@ class ZAbstractString : public ZObject {
   virtual unsigned int lastIndexOf(int ch) const;
   virtual unsigned int lastIndexOf(const char* s) const;
   // A null needle gives true; an empty needle on a non-empty string gives
-  // true. endsWith differs on purpose: an empty needle gives false.
+  // true. endsWith deliberately differs: an empty needle gives false.
   virtual int beginsWith(const char* s) const;
   virtual int endsWith(const char* s) const;
   // Plain byte equality; false for null.

@@ -2,10 +2,9 @@
 #include "Z/ZArray.h"
 
 #include "Z/ZException.h"
+#include "Z/zslots.inc"
 
 namespace {
-
-constexpr unsigned int kNotFound = ~0u;
 
 ZObject** newSlots(unsigned int n) {
   ZObject** slots = new ZObject*[n];
@@ -83,21 +82,12 @@ void ZArray::setNoCopy(unsigned int index, ZObject* obj) {
   if (ownsMembers_ && old != nullptr) delete old;
 }
 
-// An empty slot is never equal to anything: the probe is not asked about it.
 unsigned int ZArray::indexOf(const ZObject* obj) const {
-  if (obj == nullptr) return kNotFound;
-  for (unsigned int i = 0; i < size_; ++i) {
-    if (members_[i] != nullptr && obj->equals(*members_[i])) return i;
-  }
-  return kNotFound;
+  return firstEqualSlot(members_, size_, obj);
 }
 
 unsigned int ZArray::lastIndexOf(const ZObject* obj) const {
-  if (obj == nullptr) return kNotFound;
-  for (unsigned int i = size_; i-- > 0;) {
-    if (members_[i] != nullptr && obj->equals(*members_[i])) return i;
-  }
-  return kNotFound;
+  return lastEqualSlot(members_, size_, obj);
 }
 
 void ZArray::swap(unsigned int i, unsigned int j) {

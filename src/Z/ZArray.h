@@ -32,7 +32,7 @@ class ZAbstractArray : public ZObject, public ZArrayInterface {};
 // ZInvalidParameterException. Not locked: callers serialise access.
 class ZArray : public ZAbstractArray {
  public:
-  // A size of 0 is raised to 1: an array always has a slot.
+  // A size of 0 is raised to 1, deliberately: an array always has a slot.
   explicit ZArray(unsigned int size, int ownsMembers = 0);
   // Same size and ownership; an owning copy holds clones of the members.
   ZArray(const ZArray& other);

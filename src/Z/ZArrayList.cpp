@@ -7,9 +7,9 @@
 #include <cstring>
 #include <ctime>
 
-namespace {
+#include "Z/zslots.inc"
 
-constexpr unsigned int kNotFound = ~0u;
+namespace {
 
 pthread_once_t defaultSortCompareOnce = PTHREAD_ONCE_INIT;
 const ZSortCompare* defaultSortCompareInstance = nullptr;
@@ -221,19 +221,11 @@ void ZArrayList::set(unsigned int index, const ZObject* obj) {
 }
 
 unsigned int ZArrayList::indexOf(const ZObject* obj) const {
-  if (obj == nullptr) return kNotFound;
-  for (unsigned int i = 0; i < size_; ++i) {
-    if (members_[i] != nullptr && obj->equals(*members_[i])) return i;
-  }
-  return kNotFound;
+  return firstEqualSlot(members_, size_, obj);
 }
 
 unsigned int ZArrayList::lastIndexOf(const ZObject* obj) const {
-  if (obj == nullptr) return kNotFound;
-  for (unsigned int i = size_; i-- > 0;) {
-    if (members_[i] != nullptr && obj->equals(*members_[i])) return i;
-  }
-  return kNotFound;
+  return lastEqualSlot(members_, size_, obj);
 }
 
 void ZArrayList::subList(ZList& target, unsigned int from, unsigned int to) const {

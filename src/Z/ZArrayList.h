@@ -144,6 +144,8 @@ class ZIterator {
   ~ZIterator() = default;
 };
 
+// Base of the library's iterators: an object that also walks, adding the
+// search for the next equal member. Not safe to share between threads.
 class ZAbstractIterator : public ZObject, public ZIterator {
  public:
   // Walks on to the first member that `obj` calls equal, passing over nulls,
@@ -158,7 +160,8 @@ class ZListIterator : public ZAbstractIterator {
  public:
   explicit ZListIterator(const ZList& list);
   ZListIterator(const ZListIterator& other);
-  // Copies only the position: this iterator keeps walking its own list.
+  // Copies only the position: this iterator keeps walking its own list
+  // (deliberate).
   ZListIterator& operator=(const ZListIterator& other);
   ~ZListIterator() override;
   ZObject* clone() const override;
@@ -188,6 +191,7 @@ class ZStack {
   ~ZStack() = default;
 };
 
+// Base of the stacks, giving them popall() in terms of pop().
 class ZAbstractStack : public ZStack {
  public:
   // Pops until pop() answers null, so a null member stops it and leaves the

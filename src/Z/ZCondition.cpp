@@ -84,7 +84,7 @@ int ZCondition::wait(timespec& deadline, int& timedOut) {
     return 0;
   }
   if (rc != 0) {
-    // Number 9 also for the timed wait.
+    // Number 9 also for the timed wait, deliberately: 21 is never used here.
     zreportReturnCode("src/Z/ZCondition", 159, kZMsgCondWait, rc);
     ZConditionException(kZMsgCondWait, rc).throwException("src/Z/ZCondition", 160);
   }

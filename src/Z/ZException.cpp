@@ -94,6 +94,8 @@ ZAbstractNotImplementedException::ZAbstractNotImplementedException(const char* w
     : ZZException(kZMsgNotImplemented, "ZAbstractNotImplementedException"), what_(what) {}
 ZAbstractNotImplementedException::~ZAbstractNotImplementedException() {}
 Z_EXCEPTION_COPIES(ZAbstractNotImplementedException)
+// Message 31 has no placeholder, so the text is handed on but never shown
+// (deliberate).
 void ZAbstractNotImplementedException::print() { printinternal(this, what_.getChars()); }
 
 ZNoKELEnvironmentException::ZNoKELEnvironmentException()

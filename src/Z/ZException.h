@@ -24,9 +24,10 @@ class ZException : public ZObject {
   ZObject* clone() const override = 0;
   // Replaces the single stored location; returns the exception itself.
   virtual ZException& addLocation(const char* file, unsigned long line);
-  // index is ignored: only one location is ever kept. Returns true.
+  // index is ignored, deliberately: only one location is ever kept. Returns
+  // true.
   virtual int location(int index, const char*& file, int& line) const;
-  // Always 1.
+  // Always 1 (deliberate, see location).
   virtual int locationCount() const;
   // The recorded source path, or null before a location is recorded.
   virtual const char* who() const;
@@ -63,8 +64,62 @@ class ZZException : public ZException {
   static void printinternal(const ZZException* e, ...);
 };
 
-// The concrete exceptions. Every one of the resource exceptions stores the
-// name "ZResourceException", not its own: kept that way on purpose.
+// The exceptions below, with the message number each carries and when the
+// library throws it. "given" means the throw site passes the number: the
+// numbers in brackets are the ones it passes. Exceptions are values: a throw
+// copies the object, and a caught copy belongs to its catcher's thread.
+//
+//   class                                  number  thrown when
+//   ZOutOfMemoryException                   1      an allocation fails
+//   ZInvalidPlatformException              11      a facility this platform lacks (ZWinRegistry)
+//   ZNotClonableException                  14      clone() of an object that cannot be copied
+//   ZInvalidParameterException             22      a null, empty or out-of-range argument
+//   ZAbstractNotImplementedException       31      an operation the concrete class lacks; the
+//                                                  text given is not shown (no placeholder)
+//   ZNoKELEnvironmentException             45      QXKELDIR is not set
+//   ZKELMBLenException                     46      a byte sequence is no character of the code set
+//   ZCodesetException                      47      a code-set handle cannot be made; prints the
+//                                                  code set and QXKELDIR as read at construction
+//   ZUnsupportedException                  48      an operation the string class does not offer
+//   ZToUTF8Exception                       49      local code-set text does not convert to UTF-8
+//   ZFromUTF8Exception                     50      UTF-8 text does not convert to local code set
+//   ZConverterException                 given (2)  not thrown by the library; for callers whose
+//                                                  code-set converter cannot be opened
+//   ZConditionException              given (7-10,  a condition call fails; rc is its return code
+//                                          21, 27)
+//   ZThreadException                 given (3, 5,  a thread, attribute, join or thread-key call
+//                                   7, 15-18, 20,  fails; rc is its return code
+//                                         29, 30)
+//   ZResourceException (abstract)          given   rc is the system's return code (or 0)
+//     ZLockResourceException            (5, 33)    a lock cannot be taken or is refused
+//     ZUnlockResourceException          (6, 34)    a lock cannot be released or is not held
+//     ZReadResourceException               (35)    a lock file cannot be read
+//     ZWriteResourceException              (33)    a lock file cannot be written
+//     ZCreateResourceException             (3)     a mutex cannot be made
+//     ZOpenResourceException            given      not thrown by the library; for callers that
+//     ZCloseResourceException           given      cannot open or close a named file (37, 38)
+//     ZInvalidResourceStateException       32      a process lock is used in a state that
+//                                                  forbids the operation (rc -1)
+//   ZJavaPropertyParseException            54      a Java property file reader meets a state
+//                                                  it has no rule for
+//   ZUnexpectedEndOfFile                   53      reading a Java property file fails
+//   ZPropertiesException (abstract)        given   carries the configuration file's name
+//     ZPropertiesIOException               43      a call on the configuration or side file fails
+//                                                  (the call's name and its errno)
+//     ZPropertiesInvalidDataException      44      a line or side-file record cannot be parsed
+//     ZPropertiesInvalidValueException     39      a value is not of the kind asked for
+//     ZPropertiesInvalidNumValueException  40      a value is not a number (see below)
+//     ZPropertiesInvalidBoolValueException 41      a value is not a boolean (see below)
+//     ZPropertiesIteratorException         42      an iterator is used in a state that forbids it
+//     ZPropertiesMissingPropertyException  28      a required stanza or key is missing
+//   ZSharedLibraryException (abstract)     given   carries the library, the system's text and rc
+//     ZSharedLibraryLoadException          51      a shared library cannot be loaded or unloaded
+//     ZSharedLibraryResolveException       52      a symbol cannot be resolved
+//
+// Deliberate: every one of the resource exceptions stores the name
+// "ZResourceException", not its own; the numeric and boolean value exceptions
+// have no throwException of their own, so what is thrown is a
+// ZPropertiesInvalidValueException carrying number 40 or 41.
 class ZOutOfMemoryException : public ZZException {
  public:
   ZOutOfMemoryException();

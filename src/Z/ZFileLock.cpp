@@ -9,20 +9,9 @@
 #include <unistd.h>
 
 #include "Z/ZException.h"
+#include "Z/ZMessage.h"
 
 namespace {
-
-typedef ZReadWriteLockInterface::zlockstate zlockstate;
-
-const zlockstate kUnset = static_cast<zlockstate>(0);
-const zlockstate kRead = static_cast<zlockstate>(1);
-const zlockstate kProtect = static_cast<zlockstate>(2);
-const zlockstate kWrite = static_cast<zlockstate>(3);
-
-// Message numbers of the process-lock failures.
-const int kMsgProcessLock = 33;
-const int kMsgProcessUnlock = 34;
-const int kMsgProcessRead = 35;
 
 // The layout of a lock file: the sequence number, then the process id of
 // the last requester. The same byte ranges serve as the data lock and the
@@ -33,6 +22,8 @@ const unsigned int kGateOffset = 8;
 const unsigned int kGateLength = 4;
 
 const char kLockFilePrefix[] = "._zpl";
+// Set-group-id without group execute marks the file for mandatory locking
+// where the system offers it (deliberate).
 const mode_t kLockFileMode = 02600;
 const mode_t kMappedFileMode = 0600;
 
@@ -330,9 +321,9 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate state, unsigned int
   if (rc == -1) {
     int err = errno;
     if (state == kUnset) {
-      ZUnlockResourceException(kMsgProcessUnlock, err).throwException("src/Z/ZFileLock", 333);
+      ZUnlockResourceException(kZMsgProcessLockRelease, err).throwException("src/Z/ZFileLock", 333);
     }
-    ZLockResourceException(kMsgProcessLock, err).throwException("src/Z/ZFileLock", 335);
+    ZLockResourceException(kZMsgProcessLockObtain, err).throwException("src/Z/ZFileLock", 335);
   }
 }
 
@@ -352,8 +343,9 @@ void ZUnixProcessReadWriteFileLock::writeBytes(void* buffer, unsigned int offset
   if (written != static_cast<ssize_t>(length)) {
     int err = errno;
     setSequence(0);
-    // Reported under the lock-failure message number, as callers expect.
-    ZWriteResourceException(kMsgProcessLock, err).throwException("src/Z/ZFileLock", 356);
+    // Reported under the lock-failure message number (33), deliberately:
+    // callers look for that number.
+    ZWriteResourceException(kZMsgProcessLockObtain, err).throwException("src/Z/ZFileLock", 356);
   }
 }
 
@@ -368,14 +360,14 @@ void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
   }
   if (got == static_cast<ssize_t>(length)) return;
   if (errno != 0) {
-    ZReadResourceException(kMsgProcessRead, errno).throwException("src/Z/ZFileLock", 371);
+    ZReadResourceException(kZMsgProcessLockRead, errno).throwException("src/Z/ZFileLock", 371);
   }
   struct stat st;
   if (stat(getLockFileName().getChars(), &st) != 0) {
-    ZReadResourceException(kMsgProcessRead, errno).throwException("src/Z/ZFileLock", 375);
+    ZReadResourceException(kZMsgProcessLockRead, errno).throwException("src/Z/ZFileLock", 375);
   }
   if (st.st_size == 0) return;  // a new lock file: sequence 0
-  ZReadResourceException(kMsgProcessRead, -1).throwException("src/Z/ZFileLock", 378);
+  ZReadResourceException(kZMsgProcessLockRead, -1).throwException("src/Z/ZFileLock", 378);
 }
 
 // ---------------------------------------------------------------- ZStubProcessReadWriteFileLock

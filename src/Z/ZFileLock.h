@@ -2,12 +2,13 @@
 #ifndef Z_ZFILELOCK_H_
 #define Z_ZFILELOCK_H_
 
+#include "Z/zversion.h"
+
 #include <cstdint>
 
 #include "Z/ZLCString.h"
 #include "Z/ZLock.h"
 #include "Z/ZProcessLock.h"
-#include "Z/zversion.h"
 
 // A read-write lock between the processes of one machine, kept in a small
 // lock file: "._zpl" followed by the lock name, in the lock directory (or

@@ -27,6 +27,8 @@ class ZKeyMap {
   ~ZKeyMap() = default;
 };
 
+// Base of the key maps: an object with a key map's operations, which
+// answers isEmpty() from its size. Like all collections it takes no lock.
 class ZAbstractKeyMap : public ZObject, public ZKeyMap {
  public:
   int isEmpty() const override;

@@ -28,6 +28,8 @@ class ZMap {
   ~ZMap() = default;
 };
 
+// Base of the maps that are objects: answers isEmpty() from the map's size.
+// Like all collections it takes no lock.
 class ZAbstractMap : public ZObject, public ZMap {
  public:
   int isEmpty() const override;

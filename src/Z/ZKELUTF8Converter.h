@@ -2,10 +2,11 @@
 #ifndef Z_ZKELUTF8CONVERTER_H_
 #define Z_ZKELUTF8CONVERTER_H_
 
+#include "Z/zversion.h"
+
 #include "Z/ZBuffer.h"
 #include "Z/ZLCString.h"
 #include "Z/ZObject.h"
-#include "Z/zversion.h"
 #include "kel/kel.h"
 
 // Converts terminated texts between one code set and UTF-8 into a ZBuffer.

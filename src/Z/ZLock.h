@@ -40,9 +40,9 @@ class ZLock : public ZAbstractLock, public ZObject {
   // initialised.
   ZLock();
 
-  // Kept for binary compatibility: allocates fresh cells for the copy but
-  // initialises neither the mutex nor the owner. A copied lock must not be
-  // used. Assignment does nothing.
+  // Deliberate, for callers built against earlier releases: allocates fresh
+  // cells for the copy but initialises neither the mutex nor the owner. A
+  // copied lock must not be used. Assignment does nothing.
   ZLock(const ZLock& other);
   ZLock& operator=(const ZLock& other);
 

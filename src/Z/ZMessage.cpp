@@ -171,6 +171,7 @@ void ZDefaultMessageService::outputException(const ZZException* e, va_list args)
   std::fprintf(stderr, defaultExcFormat, e->getName(), who != nullptr ? who : "(null)", e->where(),
                static_cast<int>(e->getErrorNumber()));
   writeThreadLine();
+  // The size of the message table, for every exception: deliberate.
   std::fprintf(stderr, nummsgFormat, NUM_MSGS);
   unsigned long n = e->getErrorNumber();
   if (n >= 1 && n < static_cast<unsigned long>(NUM_MSGS)) {

@@ -52,8 +52,12 @@ class ZAbstractObservable : public ZObservableInterface {
   void deleteObserver(ZObserverInterface* o) override;
   void deleteObservers() override;
   int countObservers() override;
-  // Calls each observer registered when the call starts, in the order of
-  // registration, with this observable and parm.
+  // Calls the observers in the order of registration, with this observable
+  // and parm, holding the lock throughout. The count is read once at the
+  // start and the list is walked by index: observers registered from inside
+  // update() are not called this time, and one that deletes a registration
+  // makes those behind it move up, so that the next one is skipped. An
+  // exception from an observer ends the walk.
   void notifyObservers(const ZObservedParm& parm) override;
 
  private:

@@ -5,13 +5,6 @@
 
 namespace {
 
-typedef ZReadWriteLockInterface::zlockstate zlockstate;
-
-const zlockstate kUnset = static_cast<zlockstate>(0);
-const zlockstate kRead = static_cast<zlockstate>(1);
-const zlockstate kProtect = static_cast<zlockstate>(2);
-const zlockstate kWrite = static_cast<zlockstate>(3);
-
 const std::memory_order kRelaxed = std::memory_order_relaxed;
 
 }  // namespace

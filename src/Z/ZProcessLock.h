@@ -2,13 +2,14 @@
 #ifndef Z_ZPROCESSLOCK_H_
 #define Z_ZPROCESSLOCK_H_
 
+#include "Z/zversion.h"
+
 #include <atomic>
 #include <cstdint>
 
 #include "Z/ZLCString.h"
 #include "Z/ZObject.h"
 #include "Z/ZReadWriteLock.h"
-#include "Z/zversion.h"
 
 // The notice that a process lock sends its observers when it finds that the
 // shared sequence number moved since this process last looked: another

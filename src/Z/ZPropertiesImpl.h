@@ -2,6 +2,8 @@
 #ifndef Z_ZPROPERTIESIMPL_H_
 #define Z_ZPROPERTIESIMPL_H_
 
+#include "Z/zversion.h"
+
 #include <cstdio>
 
 #include "Z/ZArrayList.h"
@@ -9,7 +11,6 @@
 #include "Z/ZLCString.h"
 #include "Z/ZLock.h"
 #include "Z/ZObject.h"
-#include "Z/zversion.h"
 
 class ZBuffer;
 

@@ -109,9 +109,6 @@ void ZReadWriteLock::readLock() {
     ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 183);
   }
   while (state_ == kWrite) waitForChange();
-  if (state_ == kWrite) {
-    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 211);
-  }
   ++readerCount_;
   // A protect holder's mode stays.
   if (state_ == kUnset) state_ = kRead;
@@ -123,9 +120,6 @@ void ZReadWriteLock::readWithIntentToWriteLock() {
     ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 238);
   }
   while (isProtectOrWrite(state_)) waitForChange();
-  if (isProtectOrWrite(state_)) {
-    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 262);
-  }
   // The current readers stay; the protect holder is not counted as one.
   owner_ = pthread_self();
   state_ = kProtect;
@@ -142,11 +136,6 @@ void ZReadWriteLock::promoteReadToWriteLock() {
   // Write at once, so that new readers block while the earlier ones drain.
   state_ = kWrite;
   while (readerCount_ > 0) waitForChange();
-  if (readerCount_ != 0) {
-    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 317);
-  }
-  state_ = kWrite;
-  owner_ = pthread_self();
 }
 
 void ZReadWriteLock::writeLock() {
@@ -156,15 +145,9 @@ void ZReadWriteLock::writeLock() {
   }
   // No readers, no protect holder and no writer.
   while (state_ != kUnset) waitForChange();
-  if (isProtectOrWrite(state_)) {
-    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 392);
-  }
   state_ = kWrite;
   owner_ = pthread_self();
   while (readerCount_ > 0) waitForChange();
-  if (readerCount_ != 0) {
-    ZLockResourceException(kZMsgMutexLock, 0).throwException("src/Z/ZReadWriteLock", 386);
-  }
 }
 
 void ZReadWriteLock::unlock() {

@@ -48,7 +48,9 @@ class ZSqueeze {
   const unsigned char* source_;
   unsigned long long sourceLength_;
   int level_;
-  int flag_;  // kept for layout; no operation consults it
+  // Set to 1 and consulted by no operation; it stays because the object
+  // layout that callers were built against includes it.
+  int flag_;
 };
 
 // The Adler-32 checksum.

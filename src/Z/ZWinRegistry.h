@@ -2,9 +2,10 @@
 #ifndef Z_ZWINREGISTRY_H_
 #define Z_ZWINREGISTRY_H_
 
+#include "Z/zversion.h"
+
 #include "Z/ZAbstractMutableString.h"
 #include "Z/ZObject.h"
-#include "Z/zversion.h"
 
 // Reads values of the Windows registry. Kept so that portable callers
 // compile; on this platform every operation throws ZInvalidPlatformException.

@@ -2,11 +2,12 @@
 #ifndef Z_ZKELUTIL_H_
 #define Z_ZKELUTIL_H_
 
+#include "Z/zversion.h"
+
 #include <stddef.h>
 #include <stdio.h>
 #include <time.h>
 
-#include "Z/zversion.h"
 #include "kel/kel.h"
 
 /*

@@ -227,7 +227,7 @@ const char* parseConversion(const char* p, zvsnprintf_record* rec) {
     case 'f':
     case 'g':
     case 'G':
-      // "%lf" is rejected on purpose: only "L", "ll" and "q" select a
+      // "%lf" is rejected, deliberately: only "L", "ll" and "q" select a
       // floating length (long double).
       if (length & (ZFMT_SHORT | ZFMT_LONG)) return nullptr;
       type = (*p == 'f')                ? ZFMT_T_DOUBLE_F

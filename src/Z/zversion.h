@@ -243,6 +243,40 @@
 #define ZStanzaIterator ZStanzaIterator_7_0_0
 #define ZStanzaValueIterator ZStanzaValueIterator_7_0_0
 
+#define zstzPropOpen zstzPropOpen_7_0_0
+#define zstzPropClose zstzPropClose_7_0_0
+#define zstzPropStore zstzPropStore_7_0_0
+#define zstzPropExists zstzPropExists_7_0_0
+#define zstzPropNumStanzas zstzPropNumStanzas_7_0_0
+#define zstzPropNumKeys zstzPropNumKeys_7_0_0
+#define zstzPropNumValues zstzPropNumValues_7_0_0
+#define zstzPropGetStringValue zstzPropGetStringValue_7_0_0
+#define zstzPropGetBooleanValue zstzPropGetBooleanValue_7_0_0
+#define zstzPropGetIntegerValue zstzPropGetIntegerValue_7_0_0
+#define zstzPropGetLongLongValue zstzPropGetLongLongValue_7_0_0
+#define zstzPropGetValues zstzPropGetValues_7_0_0
+#define zstzPropFreeValuesList zstzPropFreeValuesList_7_0_0
+#define zstzPropFree zstzPropFree_7_0_0
+#define zstzPropSetStringValue zstzPropSetStringValue_7_0_0
+#define zstzPropSetIntegerValue zstzPropSetIntegerValue_7_0_0
+#define zstzPropSetLongLongValue zstzPropSetLongLongValue_7_0_0
+#define zstzPropSetBooleanValue zstzPropSetBooleanValue_7_0_0
+#define zstzPropRemoveKey zstzPropRemoveKey_7_0_0
+#define zstzPropRemoveStanza zstzPropRemoveStanza_7_0_0
+#define zstzPropAddFileComment zstzPropAddFileComment_7_0_0
+#define zstzPropAddStanzaComment zstzPropAddStanzaComment_7_0_0
+#define zstzPropAddLineComment zstzPropAddLineComment_7_0_0
+#define zstzPropIter_init zstzPropIter_init_7_0_0
+#define zstzPropIter_close zstzPropIter_close_7_0_0
+#define zstzPropIter_next zstzPropIter_next_7_0_0
+#define zstzPropIter_getKey zstzPropIter_getKey_7_0_0
+#define zstzPropIter_getValue zstzPropIter_getValue_7_0_0
+#define zstzPropIter_numKeys zstzPropIter_numKeys_7_0_0
+#define zstzPropIter_numValues zstzPropIter_numValues_7_0_0
+#define zstzPropIter_addValue zstzPropIter_addValue_7_0_0
+#define zstzPropIter_chgValue zstzPropIter_chgValue_7_0_0
+#define zstzPropIter_rmvValue zstzPropIter_rmvValue_7_0_0
+
 
 
 #endif  // Z_ZVERSION_H_

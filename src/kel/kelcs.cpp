@@ -446,6 +446,29 @@ bool copyOut(const std::string& text, char* buf, size_t size) {
   return true;
 }
 
+// The checks both conversions start with. False (errno EINVAL) when an
+// argument is missing; otherwise srclen is cut to what an int result counts.
+bool conversionArgs(kel_cs_handle cs, const char* src, size_t& srclen, const char* dst) {
+  if (cs == nullptr || src == nullptr || dst == nullptr) {
+    errno = EINVAL;
+    return false;
+  }
+  if (srclen > 0x7FFFFFFF) srclen = 0x7FFFFFFF;
+  return true;
+}
+
+// Appends n bytes at dst + out and advances out; false (errno E2BIG) when
+// they do not fit in dstlen.
+bool put(char* dst, size_t dstlen, size_t& out, const void* bytes, int n) {
+  if (out + n > dstlen) {
+    errno = E2BIG;
+    return false;
+  }
+  memcpy(dst + out, bytes, n);
+  out += n;
+  return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -572,11 +595,7 @@ int kel_cs_mb_max(kel_cs_handle cs) { return cs != nullptr ? cs->mbMax : 1; }
 
 int kel_to_utf8(kel_cs_handle cs, const char* src, size_t srclen, char* dst, size_t dstlen) {
   if (srclen == 0) return 0;
-  if (cs == nullptr || src == nullptr || dst == nullptr) {
-    errno = EINVAL;
-    return -1;
-  }
-  if (srclen > 0x7FFFFFFF) srclen = 0x7FFFFFFF;
+  if (!conversionArgs(cs, src, srclen, dst)) return -1;
   const unsigned char* in = reinterpret_cast<const unsigned char*>(src);
   size_t out = 0;
   switch (cs->kind) {
@@ -588,29 +607,21 @@ int kel_to_utf8(kel_cs_handle cs, const char* src, size_t srclen, char* dst, siz
           errno = EILSEQ;
           return -1;
         }
-        if (out + n > dstlen) {
-          errno = E2BIG;
-          return -1;
-        }
-        memcpy(dst + out, in + i, n);
-        out += n;
+        if (!put(dst, dstlen, out, in + i, n)) return -1;
         i += n;
       }
       return static_cast<int>(out);
     case Kind::kSingle:
       for (size_t i = 0; i < srclen; ++i) {
-        if (cs->toUcs[in[i]] < 0) {
+        char buf[4];
+        int n = cs->toUcs[in[i]] < 0
+                    ? -1
+                    : kel::utf8Encode(static_cast<uint32_t>(cs->toUcs[in[i]]), buf);
+        if (n < 0) {
           errno = EILSEQ;
           return -1;
         }
-        char buf[4];
-        int n = kel::utf8Encode(static_cast<uint32_t>(cs->toUcs[in[i]]), buf);
-        if (n < 0 || out + n > dstlen) {
-          errno = n < 0 ? EILSEQ : E2BIG;
-          return -1;
-        }
-        memcpy(dst + out, buf, n);
-        out += n;
+        if (!put(dst, dstlen, out, buf, n)) return -1;
       }
       return static_cast<int>(out);
     case Kind::kMulti:
@@ -623,11 +634,7 @@ int kel_to_utf8(kel_cs_handle cs, const char* src, size_t srclen, char* dst, siz
 
 int kel_from_utf8(kel_cs_handle cs, const char* src, size_t srclen, char* dst, size_t dstlen) {
   if (srclen == 0) return 0;
-  if (cs == nullptr || src == nullptr || dst == nullptr) {
-    errno = EINVAL;
-    return -1;
-  }
-  if (srclen > 0x7FFFFFFF) srclen = 0x7FFFFFFF;
+  if (!conversionArgs(cs, src, srclen, dst)) return -1;
   if (cs->kind == Kind::kMulti) {
     kel::IconvLease cd(cs->fromUtf8);
     if (!cd.ok()) return -1;
@@ -648,12 +655,7 @@ int kel_from_utf8(kel_cs_handle cs, const char* src, size_t srclen, char* dst, s
       errno = EILSEQ;
       return -1;
     }
-    if (out + m > dstlen) {
-      errno = E2BIG;
-      return -1;
-    }
-    memcpy(dst + out, buf, m);
-    out += m;
+    if (!put(dst, dstlen, out, buf, m)) return -1;
     i += n;
   }
   return static_cast<int>(out);

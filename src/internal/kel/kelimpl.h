@@ -35,6 +35,8 @@ class IconvPool {
   std::vector<iconv_t> free_;
 };
 
+// Borrows one converter from a pool for a scope and gives it back at the
+// end; ok() is false when none could be opened. Used by one thread.
 class IconvLease {
  public:
   explicit IconvLease(IconvPool& pool) : pool_(pool), cd_(pool.acquire()) {}
@@ -78,6 +80,8 @@ struct kel_cs_rec {
   kel::IconvPool fromWide;  // UCS-4LE -> code set
 };
 
+// The locale handle: the locale's name and the C library locale made from it,
+// immutable after kel_loc_new.
 struct kel_loc_rec {
   std::string name;
   locale_t loc;
