@@ -1,5 +1,7 @@
 /* A C client of zbase through the C interface: prints one value of a stanza
  * file. Built with pkg-config by tests/install_check.sh. */
+#define _POSIX_C_SOURCE 200809L /* setenv */
+
 #include <stdio.h>
 #include <stdlib.h>
 
