@@ -6,6 +6,7 @@
 option(ZBASE_WERROR "Treat warnings as errors" OFF)
 set(ZBASE_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 option(ZBASE_PROGRAMS "Build zstanza and the example programs" ${PROJECT_IS_TOP_LEVEL})
+option(ZBASE_FUZZ "Build the libFuzzer harnesses under fuzz/ (needs clang)" OFF)
 option(ZBASE_INSTALL "Generate the install rules and the CMake package" ${PROJECT_IS_TOP_LEVEL})
 
 # ZBASE_TESTS / ZBASE_BENCH: ON, OFF, or AUTO (built when the framework is

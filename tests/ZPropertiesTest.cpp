@@ -4,14 +4,12 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -23,6 +21,8 @@
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "ZChildProcess.h"
+#include "ZLockTestSupport.h"
 
 namespace {
 
@@ -45,12 +45,18 @@ const int kLineEntryValueBeforeStep = 980;
 // to fail half way.
 class TestCache : public ZSCFData {
  public:
+  void be_read(const char* name, FILE* stream) override {
+    ZSCFData::be_read(name, stream);
+    if (during) during();
+  }
   void be_write(const char* name, FILE* stream) override {
+    if (during) during();
     if (!failWrite) return ZSCFData::be_write(name, stream);
     std::fputs("[half", stream);
     ZPropertiesIOException(name, "fwrite()", ENOSPC).throwException("test", 1);
   }
   int failWrite = 0;
+  std::function<void()> during;  // runs while a load or store holds the file
 };
 
 class TestProperties : public ZProperties {
@@ -102,6 +108,31 @@ std::string values(ZProperties& p, const char* stanza, const char* key) {
   return out;
 }
 
+// "api errno line" of the ZPropertiesIOException (number 43) that `f`
+// throws, with " file" when `withFile`.
+template <class F>
+std::string ioFailure(F f, bool withFile = false) {
+  try {
+    f();
+  } catch (ZPropertiesIOException& e) {
+    return std::string(e.getErrorNumber() == 43 ? "" : "?") + e.api() + " " +
+           std::to_string(e.excerrno()) + " " + std::to_string(e.where()) +
+           (withFile ? std::string(" ") + e.file() : "");
+  }
+  return "no exception";
+}
+
+// The record lock that another process finds on the file: F_RDLCK, F_WRLCK
+// or F_UNLCK.
+int lockSeenByOthers(const std::string& file) {
+  return inChild([&] {
+    struct flock fl = {};
+    fl.l_type = F_WRLCK;
+    int fd = ::open(file.c_str(), O_RDONLY);
+    return fd >= 0 && ::fcntl(fd, F_GETLK, &fl) == 0 ? fl.l_type : 99;
+  });
+}
+
 #define EXPECT_THROW_AT(statement, type, line)  \
   try {                                         \
     statement;                                  \
@@ -128,66 +159,62 @@ TEST_F(ZPropertiesTest, TypedGettersParseTheLastValueByTheirOwnRules) {
   std::string file = path("t.conf");
   writeFile(file,
             "[n]\nmulti = 1\nmulti = 2\nhex = 0x1F\noct = 010\nbad = 12abc\nempty =\n"
-            "neg = -5\nbig = 4294967297\nll = -9223372036854775808\n"
-            "[b]\nt = TRUE\nn = No\ntwo = 2\n");
+            "neg = -5\nbig = 4294967297\nll = -9223372036854775808\nt = TRUE\nno = No\ntwo = 2\n");
   TestProperties p(file.c_str());
-  EXPECT_EQ(2u, p.getIntegerValue("n", "multi", 0, 0));
-  EXPECT_EQ(31u, p.getIntegerValue("n", "hex", 0, 0));
-  EXPECT_EQ(8u, p.getIntegerValue("n", "oct", 0, 0));
-  EXPECT_EQ(10, p.getLongLongValue("n", "oct", 0, 0));  // decimal only
-  // "empty =" leaves a key without values; an empty value is made through
-  // an iterator.
-  EXPECT_EQ(7u, p.getIntegerValue("n", "empty", 0, 7));
-  {
-    ZAbstractPropertyValuesIterator it(p, "n", "oct", ZPROP_STRING_LOCAL, 0);
-    it.nextValue();
+  {  // "empty =" leaves a key without values; an empty value needs an iterator
+    ZAbstractPropertyValuesIterator it(p, "n", "blank", ZPROP_STRING_LOCAL, 0);
     it.addValue("x");
     it.changeValue("");
   }
-  EXPECT_EQ(0u, p.getIntegerValue("n", "oct", 0, 7));  // empty text is 0, not the default
-  EXPECT_EQ(7u, p.getIntegerValue("n", "absent", 0, 7));
-  EXPECT_EQ(0xFFFFFFFBu, p.getIntegerValue("n", "neg", 0, 0));
-  EXPECT_EQ(1u, p.getIntegerValue("n", "big", 0, 0));  // low 32 bits
-  EXPECT_EQ(-9223372036854775807LL - 1, p.getLongLongValue("n", "ll", 0, 0));
-  EXPECT_EQ(-5, p.getLongLongValue("n", "neg", 0, 0));
-  EXPECT_EQ(1, p.getBooleanValue("b", "t", 0, 0));
-  EXPECT_EQ(0, p.getBooleanValue("b", "n", 0, 1));
-  EXPECT_EQ(0, p.getBooleanValue("n", "oct", 0, 1));
-  // Invalid text: the number (40) or boolean (41) error, with the place
-  // and the text.
-  auto invalid = [&](auto get, unsigned int number, const char* stanza, const char* key,
-                     const char* text, int line) {
+  // The result, or "number@line key=text" of the exception.
+  auto show = [&](char getter, const char* key, int mustExist, long long dflt) -> std::string {
     try {
-      get();
-      ADD_FAILURE() << "no exception for " << key;
+      if (getter == 'i') return std::to_string(p.getIntegerValue("n", key, mustExist, dflt));
+      if (getter == 'l') return std::to_string(p.getLongLongValue("n", key, mustExist, dflt));
+      return std::to_string(p.getBooleanValue("n", key, mustExist, static_cast<int>(dflt)));
     } catch (ZPropertiesInvalidValueException& e) {
-      EXPECT_EQ(number, e.getErrorNumber());
-      EXPECT_STREQ(text, e.value());
-      EXPECT_STREQ(key, e.key());
-      EXPECT_STREQ(stanza, e.category());
       EXPECT_STREQ(file.c_str(), e.file());
-      EXPECT_EQ(line, e.where());
+      EXPECT_STREQ("n", e.category());
+      return std::to_string(e.getErrorNumber()) + "@" + std::to_string(e.where()) + " " + e.key() +
+             "=" + e.value();
+    } catch (ZPropertiesMissingPropertyException& e) {
+      return std::to_string(e.getErrorNumber()) + "@" + std::to_string(e.where()) + " " + e.key();
+    } catch (ZInvalidParameterException& e) {
+      return "invalid@" + std::to_string(e.where());
     }
   };
-  invalid([&] { p.getIntegerValue("n", "bad", 0, 0); }, 40, "n", "bad", "12abc", kLineIntValue);
-  // An empty text is a number for the 32-bit getter only.
-  invalid([&] { p.getLongLongValue("n", "oct", 0, 0); }, 40, "n", "oct", "", kLineLongValue);
-  invalid([&] { p.getBooleanValue("b", "two", 0, 0); }, 41, "b", "two", "2", kLineBoolValue);
-  // A must-exist value may not have a default, even when it exists.
-  EXPECT_THROW_AT(p.getBooleanValue("b", "t", 1, 1), ZInvalidParameterException,
-                  kLineMustExistWithDefault);
-  try {
-    p.getIntegerValue("n", "absent", 1, 0);
-    ADD_FAILURE() << "no exception";
-  } catch (ZPropertiesMissingPropertyException& e) {
-    EXPECT_EQ(28u, e.getErrorNumber());
-    EXPECT_STREQ("absent", e.key());
-    EXPECT_STREQ("n", e.category());
-    EXPECT_EQ(kLineMissing, e.where());
-  }
-  // A key without values counts as missing when it must exist.
-  EXPECT_THROW(p.getBooleanValue("n", "empty", 1, 0), ZPropertiesMissingPropertyException);
-  EXPECT_THROW_AT(p.getIntegerValue("", "k", 0, 0), ZInvalidParameterException, kLineBlankArgument);
+  const std::string missing = "28@" + std::to_string(kLineMissing);
+  const struct {
+    char getter;
+    const char* key;
+    int mustExist;
+    long long dflt;
+    std::string want;
+  } cases[] = {
+      {'i', "multi", 0, 0, "2"},  // the last value
+      {'i', "hex", 0, 0, "31"},
+      {'i', "oct", 0, 0, "8"},
+      {'l', "oct", 0, 0, "10"},  // decimal only
+      {'i', "empty", 0, 7, "7"},
+      {'i', "blank", 0, 7, "0"},  // empty text is 0, not the default
+      {'b', "blank", 0, 1, "0"},
+      {'l', "blank", 0, 0, "40@" + std::to_string(kLineLongValue) + " blank="},
+      {'i', "neg", 0, 0, "4294967291"},
+      {'i', "big", 0, 0, "1"},  // low 32 bits
+      {'l', "ll", 0, 0, "-9223372036854775808"},
+      {'l', "neg", 0, 0, "-5"},
+      {'b', "t", 0, 0, "1"},
+      {'b', "no", 0, 1, "0"},
+      {'i', "bad", 0, 0, "40@" + std::to_string(kLineIntValue) + " bad=12abc"},
+      {'b', "two", 0, 0, "41@" + std::to_string(kLineBoolValue) + " two=2"},
+      // A must-exist value may not have a default, even when it exists.
+      {'b', "t", 1, 1, "invalid@" + std::to_string(kLineMustExistWithDefault)},
+      {'i', "absent", 1, 0, missing + " absent"},
+      {'b', "empty", 1, 0, missing + " empty"},  // no values: missing
+      {'i', "", 0, 0, "invalid@" + std::to_string(kLineBlankArgument)},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(c.want, show(c.getter, c.key, c.mustExist, c.dflt)) << c.key;
 }
 
 TEST_F(ZPropertiesTest, TextValuesListsAndTheKindOfAKey) {
@@ -287,6 +314,18 @@ TEST_F(ZPropertiesTest, ObserversHearChangesAfterTheLockIsReleasedButNotWhileLoa
   p.setValue("a", "i", "4");
   EXPECT_TRUE(callsBack.answered);
   p.deleteObserver(&callsBack);
+  // So do appending to a key without values, and adding values to one.
+  ZStanzaFileProperties sf(1);
+  CallsBack appended(sf);
+  sf.addObserver(&appended);
+  sf.appendValue("a", "i", "1", 0);
+  EXPECT_TRUE(appended.answered);
+  appended.answered = false;
+  ZArrayList added(2, 1);
+  added.addNoCopy(new ZLCString(""));
+  added.addNoCopy(new ZLCString("x"));
+  sf.addValues("a", "j", added, 1);
+  EXPECT_TRUE(appended.answered);
 
   // A failed parse leaves notices off until a load succeeds (kept so).
   r.notices.clear();
@@ -308,17 +347,8 @@ TEST_F(ZPropertiesTest, ObserversHearChangesAfterTheLockIsReleasedButNotWhileLoa
 
 TEST_F(ZPropertiesTest, LoadAndStoreRewriteTheFileInPlace) {
   std::string file = path("c.conf");
-  TestProperties missing;
-  try {
-    missing.load(file.c_str());
-    ADD_FAILURE() << "no exception";
-  } catch (ZPropertiesIOException& e) {
-    EXPECT_EQ(43u, e.getErrorNumber());
-    EXPECT_STREQ("fopen(r)", e.api());
-    EXPECT_EQ(ENOENT, e.excerrno());
-    EXPECT_STREQ(file.c_str(), e.file());
-    EXPECT_EQ(kLineLoadOpen, e.where());
-  }
+  EXPECT_EQ("fopen(r) 2 " + std::to_string(kLineLoadOpen) + " " + file,
+            ioFailure([&] { TestProperties().load(file.c_str()); }, true));
   EXPECT_THROW_AT(TestProperties().reload(nullptr), ZInvalidParameterException, kLineReloadNoName);
   EXPECT_THROW(TestProperties().store(""), ZInvalidParameterException);
 
@@ -401,14 +431,7 @@ TEST_F(ZPropertiesTest, TheSideFileGetsAnAbsoluteNameAndTheFilesModeBeforeTheVal
   // A side file that cannot be mapped (here: empty) fails the load.
   writeFile(file, "[configuration-database]\nfile = " + side + "\n");
   writeFile(side, "");
-  try {
-    TestProperties broken(file.c_str());
-    ADD_FAILURE() << "no exception";
-  } catch (ZPropertiesIOException& e) {
-    EXPECT_STREQ("mapFile()", e.api());
-    EXPECT_STREQ(side.c_str(), e.file());
-    EXPECT_EQ(EINVAL, e.excerrno());
-  }
+  EXPECT_EQ("mapFile() 22 313 " + side, ioFailure([&] { TestProperties{file.c_str()}; }, true));
 }
 
 TEST_F(ZPropertiesTest, StoreChecksTheFileOrItsDirectoryForReadingAndWriting) {
@@ -417,33 +440,25 @@ TEST_F(ZPropertiesTest, StoreChecksTheFileOrItsDirectoryForReadingAndWriting) {
   writeFile(readOnly, "[a]\nk = 1\n");
   ASSERT_EQ(0, ::chmod(readOnly.c_str(), 0444));
   // Run as somebody who may read the directory but not write it; the
-  // results come back as the exit code.
-  pid_t pid = ::fork();
-  if (pid == 0) {
-    if (::geteuid() == 0 && ::setuid(65534) != 0) std::_Exit(20);
-    if (::chdir(dir_.c_str()) != 0) std::_Exit(21);
-    auto refused = [](const char* file, const std::string& named) {
+  // refusals come back as bits of the exit code.
+  int failed = inChild([&] {
+    if (::geteuid() == 0 && ::setuid(65534) != 0) return 64;
+    if (::chdir(dir_.c_str()) != 0) return 65;
+    int bits = 0, bit = 1;
+    for (auto [file, named] : {std::pair<std::string, std::string>{readOnly, readOnly},
+                               {path("new.conf"), dir_},
+                               {"bare.conf", dir_},  // the working directory
+                               {"/new.conf", "/"}}) {
       TestProperties p;
       p.setValue("a", "k", "2");
-      try {
-        p.store(file);
-      } catch (ZPropertiesIOException& e) {
-        return std::strcmp("access()", e.api()) == 0 && e.excerrno() == EACCES &&
-               named == e.file() && std::strcmp("src/Z/ZProperties", e.who()) == 0;
-      }
-      return false;
-    };
-    int failed = 0;
-    if (!refused(readOnly.c_str(), readOnly)) failed |= 1;
-    if (!refused(path("new.conf").c_str(), dir_)) failed |= 2;
-    if (!refused("bare.conf", dir_)) failed |= 4;  // the working directory
-    if (!refused("/new.conf", "/")) failed |= 8;
-    std::_Exit(failed);
-  }
-  int status = 0;
-  ASSERT_EQ(pid, ::waitpid(pid, &status, 0));
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(0, WEXITSTATUS(status));
+      if (ioFailure([&] { p.store(file.c_str()); }, true).rfind("access() 13 ", 0) != 0 ||
+          ioFailure([&] { p.store(file.c_str()); }, true).find(" " + named) == std::string::npos)
+        bits |= bit;
+      bit <<= 1;
+    }
+    return bits;
+  });
+  EXPECT_EQ(0, failed);
   EXPECT_EQ("[a]\nk = 1\n", readFile(readOnly));
 }
 
@@ -451,16 +466,12 @@ TEST_F(ZPropertiesTest, StoreChecksTheFileOrItsDirectoryForReadingAndWriting) {
 // ignored; returns the child's exit code.
 template <typename F>
 int underSizeLimit(rlim_t limit, F body) {
-  pid_t pid = ::fork();
-  if (pid == 0) {
+  return inChild([&] {
     ::signal(SIGXFSZ, SIG_IGN);
     struct rlimit rl = {limit, limit};
     ::setrlimit(RLIMIT_FSIZE, &rl);
-    std::_Exit(body());
-  }
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
+    return body();
+  });
 }
 
 TEST_F(ZPropertiesTest, AStoreThatCannotGetItsRoomLeavesBothFilesIntact) {
@@ -478,15 +489,7 @@ TEST_F(ZPropertiesTest, AStoreThatCannotGetItsRoomLeavesBothFilesIntact) {
   int rc = underSizeLimit(oldText.size() + 100, [&] {
     TestProperties p(file.c_str());
     p.setValue("a", "k", std::string(5000, 'x').c_str());
-    try {
-      p.store(nullptr);
-      return 1;
-    } catch (ZPropertiesIOException& e) {
-      return std::strcmp(e.api(), "posix_fallocate()") == 0 && e.excerrno() == EFBIG &&
-                     file == e.file()
-                 ? 0
-                 : 2;
-    }
+    return ioFailure([&] { p.store(nullptr); }, true) != "posix_fallocate() 27 440 " + file;
   });
   EXPECT_EQ(0, rc);
   EXPECT_EQ(oldText, readFile(file));
@@ -501,12 +504,7 @@ TEST_F(ZPropertiesTest, AStoreThatCannotGetItsRoomLeavesBothFilesIntact) {
     for (unsigned int i = 0, x = 1; i < 5000; ++i)
       noise += static_cast<char>('!' + (x = x * 1103515245u + 12345u) % 90);
     p.setValue("a", "pw", noise.c_str(), 1);
-    try {
-      p.store(nullptr);
-      return 1;
-    } catch (ZPropertiesIOException& e) {
-      return std::strcmp(e.api(), "posix_fallocate()") == 0 && side == e.file() ? 0 : 2;
-    }
+    return ioFailure([&] { p.store(nullptr); }, true) != "posix_fallocate() 27 162 " + side;
   });
   EXPECT_EQ(0, rc);
   EXPECT_EQ(oldText, readFile(file));
@@ -516,44 +514,73 @@ TEST_F(ZPropertiesTest, AStoreThatCannotGetItsRoomLeavesBothFilesIntact) {
 TEST_F(ZPropertiesTest, LoadAndStoreFailAtOnceWhileAnotherProcessLocksTheFile) {
   std::string file = path("shared.conf");
   writeFile(file, "[a]\nk = 1\n");
+  const std::string busyLoad = "fcntl() 11 " + std::to_string(kLineLoadLock);
+  const std::string busyStore = "fcntl() 11 " + std::to_string(kLineStoreLock);
   for (short type : {F_RDLCK, F_WRLCK}) {
-    int ready[2], done[2];
-    ASSERT_EQ(0, ::pipe(ready));
-    ASSERT_EQ(0, ::pipe(done));
-    pid_t holder = ::fork();
-    if (holder == 0) {
-      ::alarm(30);  // never outlives a parent that failed
-      int fd = ::open(file.c_str(), O_RDWR);
-      struct flock fl = {};
-      fl.l_type = type;
-      fl.l_whence = SEEK_SET;
-      char c = ::fcntl(fd, F_SETLK, &fl) == 0 ? 'y' : 'n';
-      if (::write(ready[1], &c, 1) != 1 || ::read(done[0], &c, 1) < 0) std::_Exit(1);
-      std::_Exit(0);
-    }
-    char c = 0;
-    ASSERT_EQ(1, ::read(ready[0], &c, 1));
-    ASSERT_EQ('y', c);
-    TestProperties p;
-    p.setValue("a", "k", "2");
-    try {
-      p.store(file.c_str());  // a reader or a writer holds the file
-      ADD_FAILURE() << "no exception";
-    } catch (ZPropertiesIOException& e) {
-      EXPECT_STREQ("fcntl()", e.api());
-      EXPECT_EQ(kLineStoreLock, e.where());
-    }
-    if (type == F_WRLCK) {
-      EXPECT_THROW_AT(TestProperties(file.c_str()), ZPropertiesIOException, kLineLoadLock);
-    } else {
-      TestProperties reader(file.c_str());  // readers share
-      EXPECT_EQ("1", values(reader, "a", "k"));
-    }
-    EXPECT_EQ(1, ::write(done[1], "x", 1));
-    ASSERT_EQ(holder, ::waitpid(holder, nullptr, 0));
-    for (int fd : {ready[0], ready[1], done[0], done[1]}) ::close(fd);
+    SCOPED_TRACE(type);
+    int fd = ::open(file.c_str(), O_RDWR);
+    struct flock fl = {};
+    fl.l_type = type;
+    ASSERT_EQ(0, ::fcntl(fd, F_SETLK, &fl));  // this process holds it; a child tries
+    EXPECT_EQ(0, inChild([&] {
+                TestProperties p;
+                p.setValue("a", "k", "2");
+                if (ioFailure([&] { p.store(file.c_str()); }) != busyStore) return 1;
+                if (type == F_WRLCK)
+                  return ioFailure([&] { TestProperties{file.c_str()}; }) != busyLoad ? 2 : 0;
+                return values(*std::make_unique<TestProperties>(file.c_str()), "a", "k") != "1" ? 3
+                                                                                                : 0;
+              }));
+    ::close(fd);
   }
   EXPECT_EQ("[a]\nk = 1\n", readFile(file));
+}
+
+TEST_F(ZPropertiesTest, ObjectsOfOneProcessExcludeEachOtherAsProcessesDo) {
+  std::string file = path("one.conf"), alias = dir_ + "/./one.conf";
+  writeFile(file, "[a]\nk = 1\n");
+  TestProperties a(file.c_str()), b(file.c_str());
+  const std::string busyLoad = "fcntl() 11 " + std::to_string(kLineLoadLock);
+  const std::string busyStore = "fcntl() 11 " + std::to_string(kLineStoreLock);
+  // A store has the file alone, and a refused object keeps its record lock.
+  a.testCache().during = [&] {
+    EXPECT_EQ(busyLoad, ioFailure([&] { b.load(alias.c_str()); }));
+    EXPECT_EQ(busyStore, ioFailure([&] { b.store(nullptr); }));
+    EXPECT_EQ(F_WRLCK, lockSeenByOthers(file));
+  };
+  a.setValue("a", "k", "2");
+  a.store(nullptr);
+  // Loads share it; the one that ends first leaves the other's lock.
+  a.testCache().during = [&] {
+    EXPECT_EQ("2", values(*std::make_unique<TestProperties>(alias.c_str()), "a", "k"));
+    EXPECT_EQ(F_RDLCK, lockSeenByOthers(file));
+    EXPECT_EQ(busyStore, ioFailure([&] { b.store(nullptr); }));
+  };
+  a.reload(nullptr);
+  a.testCache().during = nullptr;
+  EXPECT_EQ(F_UNLCK, lockSeenByOthers(file));
+  b.store(nullptr);
+  EXPECT_EQ("[a]\nk = 1\n", readFile(file));
+}
+
+TEST_F(ZPropertiesTest, AThreadHoldingAnIteratorMayAskTheRegistryWhileAnotherReloads) {
+  std::string fa = path("a.conf"), fb = path("b.conf");
+  writeFile(fa, "[a]\nk = 1\n");
+  writeFile(fb, "[b]\nk = 1\n");
+  TestFactory factory;
+  ZProperties* a = ZProperties::getPropertiesFor(fa.c_str(), factory, 0);
+  std::atomic<bool> holding{false};
+  BoundedThread walker([&] {
+    ZPropertiesIterator it(*a, "a");
+    holding = true;
+    pause(100);  // the reloader waits for the object meanwhile
+    ZProperties::getPropertiesFor(fb.c_str(), factory, 0);
+  });
+  waitUntil([&] { return holding.load(); });
+  BoundedThread reloader([&] { ZProperties::getPropertiesFor(fa.c_str(), factory, 1); });
+  walker.join();
+  reloader.join();
+  EXPECT_EQ(2, factory.made);
 }
 
 TEST_F(ZPropertiesTest, TheRegistryReloadsChangedFilesUnlessTheyHoldUnsavedChanges) {
@@ -562,6 +589,8 @@ TEST_F(ZPropertiesTest, TheRegistryReloadsChangedFilesUnlessTheyHoldUnsavedChang
   TestFactory factory;
   ZProperties* p = ZProperties::getPropertiesFor(file.c_str(), factory, 0);
   EXPECT_EQ(p, ZProperties::getPropertiesFor(file.c_str(), factory, 0));
+  // One file, one object, whatever it is called.
+  EXPECT_EQ(p, ZProperties::getPropertiesFor((dir_ + "/./r.conf").c_str(), factory, 0));
   EXPECT_EQ(1, factory.made);
   auto rewrite = [&](const char* value, long shift) {
     writeFile(file, std::string("[a]\nk = ") + value + "\n");
@@ -671,6 +700,20 @@ TEST_F(ZPropertiesTest, KeyIteratorsWalkOneStanzaUnderTheLock) {
   }
   ASSERT_EQ(std::future_status::ready, other.wait_for(std::chrono::seconds(10)));
   EXPECT_EQ(3u, other.get());
+
+  // What an iterator walks may be deleted by its own thread: it ends.
+  ZStanzaFileProperties sf(1);
+  sf.setValue("s", "a", "1");
+  sf.setValue("s", "b", "2");
+  ZStanzaIterator keys(sf, "s");
+  ZStanzaValueIterator vals(sf, "s", "a", ZPROP_STRING_LOCAL, 0);
+  keys.nextEntry();
+  vals.nextValue();
+  sf.deleteStanza("s");
+  EXPECT_FALSE(keys.hasMore());
+  EXPECT_EQ(0u, keys.keyCount() + vals.valueCount());
+  EXPECT_THROW(keys.entryName(), ZPropertiesIteratorException);
+  EXPECT_THROW(vals.changeValue("x"), ZPropertiesIteratorException);
 }
 
 TEST_F(ZPropertiesTest, ValueIteratorsEditInPlace) {

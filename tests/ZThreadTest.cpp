@@ -118,6 +118,13 @@ TEST(ZThreadTest, DetachedThreadsDeleteThemselvesAfterExit) {
   s->start();
   s->waitForExit();
   waitUntil([] { return gDestroyed == 2; });
+  // Started with startWithResults(), it waits for its starter to let go of
+  // the start condition before it deletes itself.
+  BoundedThread starter([] {
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(0, (new SelfDeleting)->startWithResults());
+  });
+  starter.join();
+  waitUntil([] { return gDestroyed == 202; });
 }
 
 TEST(ZThreadTest, ThreadObjectsBelongToTheirThread) {

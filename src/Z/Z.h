@@ -81,4 +81,9 @@
 
 
 
+// Java property files
+#include "Z/ZJavaProperties.h"
+
+
+
 #endif  // Z_Z_H_

@@ -10,10 +10,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
+#include "Z/ZFileUse.h"
 #include "Z/ZMessage.h"
 #include "Z/zkelutil.h"
 
@@ -73,17 +75,6 @@ class FdCloser {
  private:
   int fd_;
 };
-
-// A whole-file advisory record lock without waiting: F_RDLCK or F_WRLCK.
-int lockWholeFile(int fd, short type) {
-  struct flock fl;
-  std::memset(&fl, 0, sizeof fl);
-  fl.l_type = type;
-  fl.l_whence = SEEK_SET;
-  fl.l_start = 0;
-  fl.l_len = 0;
-  return ::fcntl(fd, F_SETLK, &fl);
-}
 
 // Writes all of `data` at offset 0 onwards; 0 or the errno of the failure.
 int writeAll(int fd, const char* data, size_t length) {
@@ -284,24 +275,22 @@ void ZProperties::load(const char* name) {
   ZPropResourceLock guard(resourceLock);
   if (fileName.isEmpty()) fileName = path;
 
-  FILE* f = std::fopen(path.getChars(), "r");
-  if (f == nullptr) {
-    ZPropertiesIOException(path.getChars(), "fopen(r)", errno)
+  ZFileUse closer;  // shared with the other loads of the file
+  FILE* f = closer.open(path.getChars(), 0);
+  if (f == nullptr && !closer.refused()) {
+    ZPropertiesIOException(path.getChars(), "fopen(r)", closer.error())
         .throwException("src/Z/ZProperties", 290);
   }
-  StreamCloser closer(f);
-  if (lockWholeFile(fileno(f), F_RDLCK) != 0) {
-    int err = errno;
-    closer.close();
-    ZPropertiesIOException(path.getChars(), "fcntl()", err)
+  if (f == nullptr) {  // a store of this or another process has the file
+    ZPropertiesIOException(path.getChars(), "fcntl()", closer.error())
         .throwException("src/Z/ZProperties", 297);
   }
   setFlag(loading, 1);
   cache->be_read(path.getChars(), f);
 
-  // The read lock on the file is kept until the side file is read: a store
-  // rewrites the side file only under the write lock, so the mapped bytes
-  // cannot change or shrink beneath the reader.
+  // The file stays locked (against stores of this process and of others)
+  // until the side file is read: a store rewrites the side file only while
+  // it has the file alone, so the mapped bytes cannot shrink beneath us.
 
   if (!cache->name.isEmpty()) {
     ZLCString sideFile(cache->name);
@@ -372,38 +361,12 @@ void ZProperties::store(const char* name) {
     cache->delLine(kDatabaseStanza, kSideFileKey);
   }
 
-  // Update in place; a missing file is created without truncating one that
-  // another process may have made meanwhile.
-  FILE* f = std::fopen(path.getChars(), "r+");
-  if (f == nullptr && errno == ENOENT) {
-    int fd = ::open(path.getChars(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (fd >= 0) {
-      f = ::fdopen(fd, "r+");
-      if (f == nullptr) {
-        int err = errno;
-        ::close(fd);
-        errno = err;
-      }
-    }
-  }
-  if (f == nullptr) {
-    ZPropertiesIOException(path.getChars(), "fopen(r+)", errno)
-        .throwException("src/Z/ZProperties", 391);
-  }
-  StreamCloser closer(f);
-  int fd = fileno(f);
-  if (lockWholeFile(fd, F_WRLCK) != 0) {
-    int err = errno;
-    closer.close();
-    ZPropertiesIOException(path.getChars(), "fcntl()", err)
-        .throwException("src/Z/ZProperties", 399);
-  }
-
   ZBuffer side;
   if (hasMarks) {
     cache->be_write_obfuscated(side);
     if (side.getLength() > 0) {
-      if (!cache->contains(kDatabaseStanza, kSideFileKey)) {
+      // An empty "file =" names no side file: it must be filled in too.
+      if (cache->countValues(kDatabaseStanza, kSideFileKey) == 0) {
         cache->addLine(kDatabaseStanza, kSideFileKey, cache->name.getChars(), 0);
       }
     } else {
@@ -412,26 +375,50 @@ void ZProperties::store(const char* name) {
     }
   }
 
-  // The whole new text is made before the file is touched.
+  // The new text is made while an existing file is held, so that what it
+  // is made from cannot change under it; a missing file is created only
+  // after its text is made. Either way a text that the writer refuses leaves
+  // the file system as it was.
   MemoryText text;
-  FILE* memory = ::open_memstream(&text.data_, &text.size_);
-  if (memory == nullptr) {
-    ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
-        .throwException("src/Z/ZProperties", 420);
-  }
-  {
-    StreamCloser memoryCloser(memory);
-    cache->be_write(path.getChars(), memory);
-    if (std::ferror(memory) || std::fflush(memory) != 0) {
-      int err = errno != 0 ? errno : EIO;
-      ZPropertiesIOException(path.getChars(), "be_write()", err)
-          .throwException("src/Z/ZProperties", 428);
+  auto makeText = [&] {
+    FILE* memory = ::open_memstream(&text.data_, &text.size_);
+    if (memory == nullptr) {
+      ZPropertiesIOException(path.getChars(), "open_memstream()", errno)
+          .throwException("src/Z/ZProperties", 420);
     }
-    if (memoryCloser.close() != 0) {
-      ZPropertiesIOException(path.getChars(), "be_write()", errno)
-          .throwException("src/Z/ZProperties", 432);
+    {
+      StreamCloser memoryCloser(memory);
+      cache->be_write(path.getChars(), memory);
+      if (std::ferror(memory) || std::fflush(memory) != 0) {
+        int err = errno != 0 ? errno : EIO;
+        ZPropertiesIOException(path.getChars(), "be_write()", err)
+            .throwException("src/Z/ZProperties", 428);
+      }
+      if (memoryCloser.close() != 0) {
+        ZPropertiesIOException(path.getChars(), "be_write()", errno)
+            .throwException("src/Z/ZProperties", 432);
+      }
     }
+  };
+  struct stat existing;
+  bool exists = ::stat(path.getChars(), &existing) == 0;
+  if (!exists) makeText();
+
+  // Update in place. The file has this store alone: no load or store of another
+  // object or process runs meanwhile, so the side file is never rewritten
+  // under a load that maps it.
+  ZFileUse closer;
+  FILE* f = closer.open(path.getChars(), 1);
+  if (f == nullptr && !closer.refused()) {
+    ZPropertiesIOException(path.getChars(), "fopen(r+)", closer.error())
+        .throwException("src/Z/ZProperties", 391);
   }
+  if (f == nullptr) {  // busy: refused at once, never waited for
+    ZPropertiesIOException(path.getChars(), "fcntl()", closer.error())
+        .throwException("src/Z/ZProperties", 399);
+  }
+  if (exists) makeText();
+  int fd = fileno(f);
 
   off_t oldSize = 0;
   int rc = reserve(fd, text.size_, oldSize);
@@ -477,28 +464,62 @@ void ZProperties::list() {
   cache->list(stdout);
 }
 
+namespace {
+// The object registered for `name`, else for another name of the same file
+// (same device and inode; `name` is then registered for it too), else null.
+// The caller holds the registry lock.
+ZProperties* registered(ZHashKeyMap& registry, const char* name) {
+  ZLCString key(name);
+  ZObject* found = registry.getEntry(&key);
+  struct stat wanted;
+  if (found != nullptr || ::stat(name, &wanted) != 0) return static_cast<ZProperties*>(found);
+  ZArrayList names(10, 0);
+  registry.listKeys(names);
+  for (unsigned int i = 0; i < names.size() && found == nullptr; ++i) {
+    struct stat st;
+    if (::stat(static_cast<ZLCString*>(names.get(i))->getChars(), &st) == 0 &&
+        st.st_dev == wanted.st_dev && st.st_ino == wanted.st_ino) {
+      found = registry.getEntry(names.get(i));
+      registry.putEntry(new ZLCString(name), found);
+    }
+  }
+  return static_cast<ZProperties*>(found);
+}
+}  // namespace
+
 ZProperties* ZProperties::getPropertiesFor(const char* name, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
   if (isBlank(name)) ZInvalidParameterException().throwException("src/Z/ZProperties", 482);
-  ZPropRegistry registryGuard;
-  ZLCString key(name);
-  ZProperties* found = static_cast<ZProperties*>(factory.registry.getEntry(&key));
-  if (found != nullptr) {
-    ZPropResourceLock guard(found->resourceLock);
-    int reloadIt = forceReload != 0;
-    if (!reloadIt && !found->isModified()) reloadIt = checkAndSetTimeStamp(name, found->timeStamp);
-    if (reloadIt) found->reload(name);
-    return found;
+  // No object's lock is taken under the registry lock: a thread holding an
+  // object's lock (an iterator, say) may be waiting for the registry.
+  ZProperties* found;
+  {
+    ZPropRegistry registryGuard;
+    found = registered(factory.registry, name);
   }
-  ZProperties* made = factory.makePropertiesInstance();
-  try {
-    made->load(name);
-  } catch (...) {
-    delete made;
-    throw;
+  if (found == nullptr) {
+    ZProperties* made = factory.makePropertiesInstance();
+    try {
+      made->load(name);
+    } catch (...) {
+      delete made;
+      throw;
+    }
+    {
+      ZPropRegistry registryGuard;
+      found = registered(factory.registry, name);
+      if (found == nullptr) {
+        factory.registry.putEntry(new ZLCString(name), made);
+        return made;
+      }
+    }
+    delete made;  // another thread registered the file meanwhile
   }
-  factory.registry.putEntry(new ZLCString(name), made);
-  return made;
+  ZPropResourceLock guard(found->resourceLock);
+  int reloadIt = forceReload != 0;
+  if (!reloadIt && !found->isModified()) reloadIt = checkAndSetTimeStamp(name, found->timeStamp);
+  if (reloadIt) found->reload(name);
+  return found;
 }
 
 // ---------------------------------------------------------------- ZProperties: reading
@@ -907,13 +928,11 @@ ZAbstractPropertiesFactory::ZAbstractPropertiesFactory() : registry(10, 0) {}
 ZAbstractPropertiesFactory::~ZAbstractPropertiesFactory() {
   ZArrayList names(10, 0);
   registry.listKeys(names);
-  ZArrayList objects(10, 0);
-  for (unsigned int i = 0; i < names.size(); ++i) objects.add(registry.getEntry(names.get(i)));
+  std::set<ZObject*> objects;  // one object may be registered under several names
+  for (unsigned int i = 0; i < names.size(); ++i) objects.insert(registry.getEntry(names.get(i)));
   registry.removeAll();
-  for (unsigned int i = 0; i < names.size(); ++i) {
-    delete names.get(i);
-    delete objects.get(i);
-  }
+  for (unsigned int i = 0; i < names.size(); ++i) delete names.get(i);
+  for (ZObject* object : objects) delete object;
 }
 
 // ---------------------------------------------------------------- ZPropertiesIterator
@@ -942,7 +961,22 @@ ZPropertiesIterator::ZPropertiesIterator(ZProperties& p, const char* s)
 
 ZPropertiesIterator::~ZPropertiesIterator() {}
 
+void ZPropertiesIterator::follow() const {
+  if (stanza.isEmpty()) return;  // no stanza: the keys are the subclass's
+  keys = properties.getCache()->getNames(stanza.getChars());
+  if (currentKey == nullptr) return;
+  // Compared by address only: the old key may be freed.
+  if (keys == nullptr || index < 0 || static_cast<unsigned int>(index) >= keys->size() ||
+      keys->get(static_cast<unsigned int>(index)) != currentKey) {
+    currentKey = nullptr;
+    values = nullptr;
+  } else {
+    values = const_cast<ZPropertiesIterator*>(this)->getValues(currentKey->getChars());
+  }
+}
+
 int ZPropertiesIterator::hasMore() const {
+  follow();
   if (keys == nullptr) return 0;
   if (index < -1) return 1;
   return static_cast<unsigned int>(index + 1) < keys->size();
@@ -967,6 +1001,7 @@ ZArrayList* ZPropertiesIterator::getValues(const char* k) {
 }
 
 const char* ZPropertiesIterator::entryName() const {
+  follow();
   if (currentKey == nullptr) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
         .throwException("src/Z/ZProperties", 972);
@@ -975,6 +1010,7 @@ const char* ZPropertiesIterator::entryName() const {
 }
 
 const char* ZPropertiesIterator::entryValue(int i) const {
+  follow();
   if (index == -1) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
         .throwException("src/Z/ZProperties", 980);
@@ -988,9 +1024,13 @@ const char* ZPropertiesIterator::entryValue(int i) const {
   return value != nullptr ? value->getChars() : nullptr;
 }
 
-unsigned int ZPropertiesIterator::keyCount() const { return keys != nullptr ? keys->size() : 0; }
+unsigned int ZPropertiesIterator::keyCount() const {
+  follow();
+  return keys != nullptr ? keys->size() : 0;
+}
 
 unsigned int ZPropertiesIterator::valueCount() const {
+  follow();
   if (index == -1) {
     ZPropertiesIteratorException(properties.getFileName().getChars())
         .throwException("src/Z/ZProperties", 996);
@@ -1036,17 +1076,30 @@ ZAbstractPropertyValuesIterator::ZAbstractPropertyValuesIterator(ZProperties& p,
 
 ZAbstractPropertyValuesIterator::~ZAbstractPropertyValuesIterator() { delete holder; }
 
+void ZAbstractPropertyValuesIterator::follow() const {
+  if (values == nullptr) return;
+  // Compared by address only: the old list may be freed.
+  ZPCache* cache = properties.getCache();
+  if (values != cache->get(stanza.getChars(), key.getChars(), ZPCache::GET_PLAIN) &&
+      values != cache->get(stanza.getChars(), key.getChars(), ZPCache::GET_OBFUSCATED)) {
+    values = nullptr;
+  }
+}
+
 int ZAbstractPropertyValuesIterator::hasMore() const {
+  follow();
   if (values == nullptr) return 0;
   if (index < -1) return 1;
   return static_cast<unsigned int>(index + 1) < values->size();
 }
 
 int ZAbstractPropertyValuesIterator::isValid() const {
+  follow();
   return values != nullptr && index >= 0 && static_cast<unsigned int>(index) < values->size();
 }
 
 unsigned int ZAbstractPropertyValuesIterator::valueCount() const {
+  follow();
   return values != nullptr ? values->size() : 0;
 }
 
@@ -1093,6 +1146,7 @@ void ZAbstractPropertyValuesIterator::changeValue(const char* text) {
 
 void ZAbstractPropertyValuesIterator::addValue(const char* text) {
   ZLCString value(localText(text));
+  follow();
   if (values != nullptr && values->size() > 0) {
     values->add(static_cast<unsigned int>(index + 1), &value);
     ++index;

@@ -158,10 +158,20 @@ class ZAbstractProperties : public ZObject, public ZPropertiesInterface {
 //
 // Every operation holds the object's resource lock while it uses the cache;
 // change notices go out after the lock is released, in the calling thread, so
-// that observers may call back into the object. Safe to share between
-// threads. The object owns its cache and deletes it when destroyed (a
-// subclass that deletes the cache itself sets `cache` to null). Destroying
-// the object does not store it.
+// that observers may call back into the object (the iterators are the
+// exception: see there). Safe to share between threads. The object owns its
+// cache and deletes it when destroyed (a subclass that deletes the cache
+// itself sets `cache` to null). Destroying the object does not store it.
+//
+// Loads and stores of one file (one device and inode) exclude each other
+// between the objects of one process just as between processes: loads
+// share the file, a store has it alone (with its side file), and one that
+// would have to wait fails at once with "fcntl()" (EAGAIN) instead. The
+// record locks that other processes see are the same as with one object.
+// Caveat: record locks belong to the process. The library keeps them for as
+// long as any of its objects loads or stores the file, but a descriptor of
+// the file that the program opens and closes itself meanwhile drops them
+// for the whole process (the process locks' lock files say the same).
 //
 // Required arguments (stanza, key, text, comment) must be non-null and
 // non-empty, else ZInvalidParameterException is thrown before the cache is
@@ -301,6 +311,13 @@ class ZProperties : public ZAbstractProperties,
   // The shared object for the file `name`, made and loaded by `factory` on
   // first use and kept in its registry. It is reloaded when forced, or when
   // the file's modification time changed and it holds no unsaved changes.
+  // One file has one object: a name not seen before that names a
+  // registered file (same device and inode: "a.conf" and "./a.conf", a
+  // hard or symbolic link) gets that file's object, and is registered for
+  // it too. No object's lock is taken while the registry lock is held, so a
+  // thread holding an iterator may call this: a new object is loaded
+  // before it is registered (when two threads load one new file at once,
+  // the first to register wins and the other's copy is deleted).
   static ZProperties* getPropertiesFor(const char* name, ZAbstractPropertiesFactory& factory,
                                        int forceReload);
 
@@ -368,7 +385,9 @@ class ZAbstractPropertiesIterator {
 // key's values. Holds the object's resource lock from construction to
 // destruction: other threads wait meanwhile, while the owning thread may go
 // on using the object (the key and value lists are live views into the
-// cache). Not to be shared between threads; destroy it promptly.
+// cache; when that thread deletes the stanza, the iterator ends, and when
+// it deletes the current key, there is no current key until the next
+// step). Not to be shared between threads; destroy it promptly.
 class ZPropertiesIterator : public ZAbstractPropertiesIterator {
  public:
   // No stanza: empty unless a subclass supplies keys.
@@ -400,10 +419,17 @@ class ZPropertiesIterator : public ZAbstractPropertiesIterator {
   ZLCString stanza;
   ZProperties& properties;
   ZResourceLock lock;
-  ZArrayList* keys;
-  ZArrayList* values;
+  // Views into the cache, looked up again at every step (see follow()).
+  mutable ZArrayList* keys;
+  mutable ZArrayList* values;
   int index;
-  ZLCString* currentKey;
+  mutable ZLCString* currentKey;
+
+ private:
+  // Looks the walked stanza's key list up again, and drops the current key
+  // when it is no longer at its place: the owning thread may have deleted
+  // the stanza or the key meanwhile, freeing what the views pointed at.
+  void follow() const;
 };
 
 // Steps through the values of one key, and changes, adds and removes values
@@ -429,7 +455,13 @@ class ZPropertyValuesIteratorInterface {
 // changeValue, addValue into existing values and removeValue of a list
 // element work on the cache directly and send no change notice; the paths
 // that go through setValue (adding to a key with no values, removing the
-// first obfuscated value) do.
+// first obfuscated value) do, and, unlike the object's own operations, they
+// send it while the iterator holds the object's lock: an observer called
+// from an iterator must not wait for another thread that uses the object.
+//
+// The views follow the cache: when the owning thread deletes the key or its
+// stanza meanwhile, the iterator has no values left (it never reads what
+// was freed).
 class ZAbstractPropertyValuesIterator : public ZPropertyValuesIteratorInterface {
  public:
   // ZInvalidParameterException for a null stanza or key, a string type
@@ -463,7 +495,9 @@ class ZAbstractPropertyValuesIterator : public ZPropertyValuesIteratorInterface 
   int isValid() const;
 
  protected:
-  ZArrayList* values;
+  // A view into the cache, dropped when the key's values are gone (see
+  // follow()).
+  mutable ZArrayList* values;
   int index;
   ZProperties& properties;
   ZResourceLock lock;
@@ -476,6 +510,9 @@ class ZAbstractPropertyValuesIterator : public ZPropertyValuesIteratorInterface 
  private:
   // The text in the local code set, read from UTF-8 for string type 8.
   ZLCString localText(const char* text) const;
+  // Drops `values` when the key (or its stanza) was deleted or emptied of
+  // this kind since the last step, so that a freed list is never read.
+  void follow() const;
 };
 
 #endif  // Z_ZPROPERTIES_H_

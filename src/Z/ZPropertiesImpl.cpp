@@ -602,16 +602,29 @@ void ZPCategoryBasedCache::addLine(const char* stanza, const char* key, const ch
   addStanzaLine(stanza);
   if (key == nullptr) return;
   int existed = contains(stanza, key);
-  // A new key needs its line: find the header and take a copy of the name
+  bool needsLine = !existed;
+  if (existed && !obfuscated && value != nullptr && *value != '\0' &&
+      get(stanza, key, GET_PLAIN)->size() == 0) {
+    // A key read from the side file alone has no line (nor, in a file edited
+    // by hand, a header): a plain value given to it must still be written.
+    int at = headerIndex(stanza);
+    needsLine = at < 0 || keyLineIndex(at, key) < 0;
+  }
+  // A key that needs its line: find the header and take a copy of the name
   // now, as setting the value may free a mark whose names were passed in.
-  int header = existed ? -1 : headerIndex(stanza);
-  ZLCString name(existed ? nullptr : key);
+  int header = needsLine ? headerIndex(stanza) : -1;
+  if (needsLine && header < 0) {
+    insertLine(lines.size(), LINE_BLANK, nullptr);
+    insertLine(lines.size(), LINE_STANZA, stanza);
+    header = static_cast<int>(lines.size()) - 1;
+  }
+  ZLCString name(needsLine ? key : nullptr);
   if (obfuscated) {
     setObfuscated(stanza, key, value);
   } else {
     set(stanza, key, value);
   }
-  if (existed) return;
+  if (!needsLine) return;
 
   // After the stanza's last key line, unless a commented template of the key
   // ("# key = ...") comes first: then at the end of the template's block.

@@ -93,6 +93,14 @@ bool hasNewline(const ZAbstractString& s) {
   return std::memchr(s.getChars(), '\n', s.getLength()) != nullptr;
 }
 
+// The reader trims the blanks around a value and has no quoting, so a value
+// with blanks at either end would read back shorter, and an empty one (which
+// only an iterator can put among the values) not at all.
+bool fitsValue(const ZAbstractString& s) {
+  const char* p = s.getChars();
+  return !s.isEmpty() && !isSpace(*p) && !isSpace(p[s.getLength() - 1]) && !hasNewline(s);
+}
+
 bool fitsStanza(const ZAbstractString& s) {
   return !hasNewline(s) && std::memchr(s.getChars(), ']', s.getLength()) == nullptr;
 }
@@ -292,7 +300,7 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
         for (unsigned int v = 0; v < values->size(); ++v) {
           const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
           if (v != 0) ++lineNumber;
-          if (hasNewline(*value)) {
+          if (!fitsValue(*value)) {
             refused = value;
             break;
           }
@@ -373,6 +381,11 @@ void ZSCFData::be_write_obfuscated(ZBuffer& buffer) {
     for (unsigned int v = 0; v < values->size(); ++v) {
       const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
       const size_t valueLength = value->getLength();
+      // The reader of the side data adds no empty value: refuse it here.
+      if (valueLength == 0) {
+        ZPropertiesInvalidDataException(name.getChars(), item->key.getChars(), 0)
+            .throwException("src/Z/ZStanzaFileProperties", 387);
+      }
       const size_t record = stanzaLength + keyLength + valueLength + 4;
       // Grow by at least the record: one fixed step may not be enough.
       while (capacity - filled <= record) {
@@ -518,6 +531,15 @@ ZLCString localText(const ZObject* member) {
   return text;
 }
 
+// The locked part of setValue, for a caller that holds the object's lock
+// and sends the change notice itself once it has let the lock go.
+void setHoldingLock(ZProperties& p, const char* stanza, const char* key, const char* value,
+                    int obfuscated) {
+  p.checkAccess(stanza, key, obfuscated);
+  p.getCache()->addLine(stanza, key, value, obfuscated);
+  p.setModified();
+}
+
 }  // namespace
 
 ZStanzaFileProperties::ZStanzaFilePropertiesFactory::ZStanzaFilePropertiesFactory() {}
@@ -549,19 +571,21 @@ void ZStanzaFileProperties::addEntryComment(const char* stanza, const char* key,
   ZProperties::addEntryComment(stanza, key, comment);
 }
 
+// Each line of the comment loses the blanks around it, as the reader drops
+// them, so that the comment reads back as it was given; a line that does not
+// begin with "#" gets one.
 void ZStanzaFileProperties::checkComment(ZLCString& comment) {
   ZLCString out;
   const char* p = comment.getChars();
   for (;;) {
     const char* end = std::strchr(p, '\n');
-    const char* q = p;
-    while (q != end && *q != '\0' && isSpace(*q)) ++q;
-    if (*q != '#') out += '#';
-    if (end == nullptr) {
-      out += p;
-      break;
-    }
-    out.append(p, static_cast<unsigned int>(end - p + 1));
+    const char* last = end != nullptr ? end : p + std::strlen(p);
+    while (p != last && isSpace(*p)) ++p;
+    while (last != p && isSpace(last[-1])) --last;
+    if (*p != '#') out += '#';
+    out.append(p, static_cast<unsigned int>(last - p));
+    if (end == nullptr) break;
+    out += '\n';
     p = end + 1;
   }
   comment = out;
@@ -606,14 +630,33 @@ void ZStanzaFileProperties::addValues(const char* stanza, const char* key, const
   if (isBlank(stanza) || isBlank(key) || values.size() == 0) {
     ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 607);
   }
-  ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
-  for (unsigned int i = 0; i < values.size(); ++i) {
-    ZLCString value = localText(values.get(i));
-    if (value.isEmpty()) continue;
-    // Never rewound: each value is looked for after the last one found.
-    bool found = false;
-    while (!found && it.hasMore()) found = it.nextValue()->equals(value.getChars());
-    if (!found) it.addValue(value.getChars());
+  // A key without values is set as by setValue, whose notice goes out once
+  // the lock is let go.
+  int notify = 0;
+  {
+    ZPropResourceLock guard(resourceLock);
+    const int selector = obfuscated ? 2 : 1;
+    unsigned int i = 0;
+    if (ZStanzaValueIterator(*this, stanza, key, ZPROP_STRING_LOCAL, selector).valueCount() == 0) {
+      while (i < values.size() && localText(values.get(i)).isEmpty()) ++i;
+      if (i == values.size()) return;
+      setHoldingLock(*this, stanza, key, localText(values.get(i++)).getChars(), obfuscated);
+      notify = 1;
+    }
+    ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, selector);
+    if (notify) it.nextValue();
+    for (; i < values.size(); ++i) {
+      ZLCString value = localText(values.get(i));
+      if (value.isEmpty()) continue;
+      // Never rewound: each value is looked for after the last one found.
+      bool found = false;
+      while (!found && it.hasMore()) found = it.nextValue()->equals(value.getChars());
+      if (!found) it.addValue(value.getChars());
+    }
+  }
+  if (notify) {
+    sendChangeNotice(ZPropertyChanged::PROPERTY_STYLE_DEFAULT, ZPropertyChanged::PROPERTY_CHANGED,
+                     stanza, key);
   }
 }
 
@@ -670,9 +713,21 @@ void ZStanzaFileProperties::appendValue(const char* stanza, const char* key, con
   if (isBlank(stanza) || isBlank(key) || isBlank(value)) {
     ZInvalidParameterException().throwException("src/Z/ZStanzaFileProperties", 671);
   }
-  ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
-  while (it.hasMore()) it.nextValue();
-  it.addValue(value);
+  int notify = 0;
+  {
+    ZStanzaValueIterator it(*this, stanza, key, ZPROP_STRING_LOCAL, obfuscated ? 2 : 1);
+    if (it.valueCount() == 0) {
+      setHoldingLock(*this, stanza, key, value, obfuscated);  // notice below, unlocked
+      notify = 1;
+    } else {
+      while (it.hasMore()) it.nextValue();
+      it.addValue(value);
+    }
+  }
+  if (notify) {
+    sendChangeNotice(ZPropertyChanged::PROPERTY_STYLE_DEFAULT, ZPropertyChanged::PROPERTY_CHANGED,
+                     stanza, key);
+  }
 }
 
 void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) {

@@ -204,7 +204,8 @@ class ZStanzaFileProperties : public ZProperties {
   // creating the stanza as needed (the comment passes checkComment).
   void addStanzaComment(const char* stanza, const char* comment);
   // Adds the value after the key's last value, even when it is already
-  // there.
+  // there. On a key without values it sets the key, with the change notice
+  // of setValue (after the lock is let go).
   void appendValue(const char* stanza, const char* key, const char* value, int obfuscated);
   // Serves count requests in order under the object's lock (see
   // ZStzFileItem). A null array or a count of 0 throws

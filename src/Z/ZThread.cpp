@@ -4,6 +4,9 @@
 #include <cxxabi.h>
 
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <unordered_set>
 
 #include "Z/ZArrayList.h"
 #include "Z/ZException.h"
@@ -21,6 +24,43 @@ void reportUnknown(int line) {
 void reportException(ZException& e) { ZMessageService::messageService()->outputException(e); }
 
 void* threadStart(void* arg);
+
+// Threads whose startWithResults() has not yet let go of their start
+// condition. A thread that deletes itself waits until it is not among them;
+// kept beside the objects, not in them, so that the layout of ZThread and of
+// the classes callers derive from it stays as it was. Never destroyed: a
+// detached thread may still look at it while the process exits.
+class StarterMark {
+ public:
+  explicit StarterMark(const ZThread* t) : t_(t) {
+    std::lock_guard<std::mutex> hold(table().mutex);
+    table().starters.insert(t_);
+  }
+  ~StarterMark() {
+    std::lock_guard<std::mutex> hold(table().mutex);
+    table().starters.erase(table().starters.find(t_));
+    table().done.notify_all();
+  }
+  StarterMark(const StarterMark&) = delete;
+  StarterMark& operator=(const StarterMark&) = delete;
+
+  static void awaitStarters(const ZThread* t) {
+    std::unique_lock<std::mutex> hold(table().mutex);
+    table().done.wait(hold, [t] { return table().starters.count(t) == 0; });
+  }
+
+ private:
+  struct Table {
+    std::mutex mutex;
+    std::condition_variable done;
+    std::unordered_multiset<const ZThread*> starters;
+  };
+  static Table& table() {
+    static Table* t = new Table;
+    return *t;
+  }
+  const ZThread* t_;
+};
 
 void deleteThreadObject(void* obj) { delete static_cast<ZObject*>(obj); }
 
@@ -92,6 +132,10 @@ void ZThread::start() {
 }
 
 int ZThread::startWithResults() {
+  // Declared before the guard, so released after it: a thread that deletes
+  // itself waits for this mark, and the guard's unlock is the last touch of
+  // the object.
+  StarterMark mark(this);
   // Holding the lock before the thread exists: its signal cannot be lost.
   ZResourceLock guard(startCondition_.getResource());
   start();
@@ -121,7 +165,10 @@ void ZThread::threadMain(ZThread* t) {
   bool deleteSelf = t->detached_ && t->deleteOnExit_;
   ZThreadPool* pool = t->pool_;
   if (pool != nullptr) reportingExceptions([t, pool] { pool->threadDeathNotification(*t); });
-  if (deleteSelf) delete t;
+  if (deleteSelf) {
+    StarterMark::awaitStarters(t);
+    delete t;
+  }
 }
 
 void ZThread::waitForExit() {

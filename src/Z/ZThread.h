@@ -49,7 +49,9 @@ class ZThread : public ZObject {
   virtual void start();
   // start(), then waits until the new thread has run runInitialize();
   // returns what that returned (-1 when it threw). The wait is not repeated
-  // on a spurious wake-up (kept as it is).
+  // on a spurious wake-up (kept as it is). A thread that deletes itself
+  // when it ends waits, before it does, until its starter is done with the
+  // start condition.
   virtual int startWithResults();
   // Joins a joinable thread; nothing for a detached one. Throws
   // ZThreadException (20) when the join fails.

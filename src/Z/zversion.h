@@ -279,4 +279,9 @@
 
 
 
+// Java property files
+#define ZJavaProperties ZJavaProperties_7_0_0
+
+
+
 #endif  // Z_ZVERSION_H_
