@@ -10,7 +10,7 @@ top=$(dirname "$here")
 build=${BUILD:-$top/build}
 
 cmake -S "$top" -B "$build" -DZBASE_BENCH=OFF >/dev/null
-cmake --build "$build" -j2 --target zstanza >/dev/null
+cmake --build "$build" -j2 --target zstanza zdemo >/dev/null
 zstanza="$build/tools/zstanza"
 
 work=$(mktemp -d)

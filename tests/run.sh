@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds zbase and runs every test: under LANG=C (single-byte local code set)
-# and LANG=C.UTF-8 (multibyte local code set), then again built with
-# AddressSanitizer and UndefinedBehaviorSanitizer, then with ThreadSanitizer.
+# and LANG=C.UTF-8 (multibyte local code set); checks the exported names, the
+# installed tree, its clients and the Debian packages; then runs the tests
+# again built with AddressSanitizer and UndefinedBehaviorSanitizer, then with
+# ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -22,11 +24,13 @@ runtests() {
   done
 }
 
-build build
+build build -DZBASE_TESTS=ON -DZBASE_BENCH=AUTO
 runtests build
+tests/export_check.sh build
+tests/install_check.sh build
 
-build build-asan -DCMAKE_BUILD_TYPE=Debug -DZBASE_SANITIZE=address,undefined -DZBASE_BENCH=OFF
+build build-asan -DCMAKE_BUILD_TYPE=Debug -DZBASE_SANITIZE=address,undefined -DZBASE_TESTS=ON -DZBASE_BENCH=OFF
 runtests build-asan
 
-build build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZBASE_SANITIZE=thread -DZBASE_BENCH=OFF
+build build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZBASE_SANITIZE=thread -DZBASE_TESTS=ON -DZBASE_BENCH=OFF
 runtests build-tsan

@@ -172,8 +172,8 @@ Failure missingStanza(const std::string& stanza) {
 bool isDirectory(const std::string& path) { return ::access((path + "/.").c_str(), F_OK) == 0; }
 
 // The code-set tables are needed before the first string is made: when the
-// caller has not named them, look for share/kel above the executable (an
-// installation, or a build directory inside the source tree).
+// caller has not named them, look above the executable for share/zbase/kel
+// (an installation) or share/kel (a build directory inside the source tree).
 void findCodeSetTables() {
   if (std::getenv("QXKELDIR") != nullptr) return;
   char exe[PATH_MAX];
@@ -186,7 +186,8 @@ void findCodeSetTables() {
       size_t slash = dir.rfind('/');
       if (slash == std::string::npos) break;
       dir.erase(slash);
-      candidates.push_back(dir + "/share/kel");
+      candidates.push_back(dir + "/share/zbase/kel");  // an installation
+      candidates.push_back(dir + "/share/kel");        // a source tree
     }
   }
 #ifdef ZSTANZA_SOURCE_DIR
