@@ -11,6 +11,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -47,8 +48,8 @@ std::string texts(const ZArrayList* list) {
   return out;
 }
 
-const ZObfuscatedItem* mark(const ZPCache& cache, unsigned int i) {
-  return static_cast<const ZObfuscatedItem*>(cache.obfuscatedItems.get(i));
+const ZObfuscatedItem* mark(const ZPCache& c, unsigned i) {
+  return static_cast<const ZObfuscatedItem*>(c.obfuscatedItems.get(i));
 }
 
 // The obfuscation marks as "stanza/key" joined by ",".
@@ -71,14 +72,7 @@ const char kSampleLayout[] =
 
 template <typename F>
 void expectInvalidParameter(F f, int line) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception";
-  } catch (ZInvalidParameterException& e) {
-    EXPECT_EQ(22UL, e.getErrorNumber());
-    EXPECT_STREQ("src/Z/ZPropertiesImpl", e.who());
-    EXPECT_EQ(line, e.where());
-  }
+  expectThrowAt<ZInvalidParameterException>(f, 22, "src/Z/ZPropertiesImpl", line);
 }
 
 const ZPCache::get_type_e ANY = ZPCache::GET_ANY;
