@@ -1,16 +1,15 @@
 // zbase: tests of the property cache.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <atomic>
 #include <cstring>
-#include <future>
 #include <string>
-#include <thread>
 
 #include "Z/ZException.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "ZLockTestSupport.h"
 #include "ZTestSupport.h"
 
 namespace {
@@ -366,25 +365,20 @@ TEST(ZPropertiesImplTest, FileAndStanzaComments) {
 }
 
 TEST(ZPropertiesImplTest, RegistryGuardSerialisesThreads) {
-  std::promise<void> entered, release;
-  std::shared_future<void> released = release.get_future().share();
-  int inside = 0;
-  std::thread holder([&] {
+  std::atomic<int> inside{0};
+  BoundedThread holder([&] {
     ZPropRegistry guard;
     ZPropRegistry nested;  // re-entrant for its owner
     inside = 1;
-    entered.set_value();
-    released.wait_for(std::chrono::seconds(10));
+    pause(100);  // the waiter is blocked meanwhile
     inside = 2;
   });
-  entered.get_future().wait();
-  std::future<int> waiter = std::async(std::launch::async, [&] {
+  waitUntil([&] { return inside == 1; });
+  int seen = 0;
+  BoundedThread waiter([&] {
     ZPropRegistry guard;
-    return inside;
+    seen = inside;
   });
-  EXPECT_EQ(std::future_status::timeout, waiter.wait_for(std::chrono::milliseconds(100)));
-  release.set_value();
-  ASSERT_EQ(std::future_status::ready, waiter.wait_for(std::chrono::seconds(10)));
-  EXPECT_EQ(2, waiter.get());  // got the lock only after the holder's last write
-  holder.join();
+  waiter.join();
+  EXPECT_EQ(2, seen);  // got the lock only after the holder's last write
 }
