@@ -265,8 +265,9 @@ TEST_F(ZStanzaToolTest, ConcurrentEditsLoseNothing) {
   std::vector<pid_t> pids;
   for (int i = 0; i < n; ++i) {
     const std::string k = std::to_string(i);
-    pids.push_back(start({"set", "--wait=45", "app.conf", i % 3 ? "each" : "same",
-                          i % 3 ? "k" + k : "k", "v" + k}, i));
+    pids.push_back(start(
+        {"set", "--wait=45", "app.conf", i % 3 ? "each" : "same", i % 3 ? "k" + k : "k", "v" + k},
+        i));
   }
   for (int i = 0; i < n; ++i) ASSERT_EQ(0, finish(pids[i], i).code);
   const std::string each = run({"list", "app.conf", "each"}).out;
