@@ -18,6 +18,7 @@
 #include "Z/ZException.h"
 #include "Z/ZJavaProperties.h"
 #include "ZChildProcess.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -52,54 +53,31 @@ std::string readFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void writeFile(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
+template <class E, class F, class C = std::nullptr_t>
+void expectThrowHere(F body, unsigned long number, int line, C more = nullptr) {
+  expectThrowAt<E>(body, number, "src/Z/ZJavaProperties", line, more);
 }
-
-// Runs `statement`, expecting `type` thrown at line `line` with message `number`.
-#define EXPECT_THROW_AT(statement, type, number, line) \
-  try {                                                \
-    statement;                                         \
-    ADD_FAILURE() << "no exception";                   \
-  } catch (type & e) {                                 \
-    EXPECT_EQ(number, e.getErrorNumber());             \
-    EXPECT_STREQ("src/Z/ZJavaProperties", e.who());    \
-    EXPECT_EQ(line, e.where());                        \
-  }
 
 // Runs `call`, expecting ZPropertiesIOException(file, api, err) thrown at `line`.
 template <typename Call>
 void expectIOFailure(Call call, const std::string& file, const char* api, int err, int line) {
-  try {
-    call();
-    ADD_FAILURE() << "no exception";
-  } catch (ZPropertiesIOException& e) {
-    EXPECT_EQ(43u, e.getErrorNumber());
-    EXPECT_EQ(file, e.file());
-    EXPECT_STREQ(api, e.api());
-    EXPECT_EQ(err, e.excerrno());
-    EXPECT_EQ(line, e.where());
-  }
+  expectThrowHere<ZPropertiesIOException>(call, 43, line, [&](ZPropertiesIOException& e) {
+    EXPECT_EQ(file + " " + api + " " + std::to_string(err),
+              std::string(e.file()) + " " + e.api() + " " + std::to_string(e.excerrno()));
+  });
 }
 
 class ZJavaPropertiesTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/zjavaXXXXXX";
-    ASSERT_NE(nullptr, ::mkdtemp(tmpl));
-    dir_ = tmpl;
-    file_ = dir_ + "/app.properties";
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
   std::string load(const std::string& text, const char* key = nullptr) {
-    writeFile(file_, text);
+    std::ofstream(file_, std::ios::binary) << text;
     ZJavaProperties p;
     EXPECT_EQ(1, key ? p.load(file_.c_str(), key) : p.load(file_.c_str()));
     return entries(p);
   }
 
-  std::string dir_, file_;
+  TempDir dir_;
+  const std::string file_ = dir_.file("app.properties");
 };
 
 TEST_F(ZJavaPropertiesTest, ReadingFollowsTheTransitionTable) {
@@ -144,6 +122,18 @@ TEST_F(ZJavaPropertiesTest, ReadingFollowsTheTransitionTable) {
       {"e\r\n\nf=1\n", "f=1\n"},
       // A last line without a line end is dropped.
       {"a=1\nb=2", "a=1\n"},
+      // A realistic file: CR LF ends, a value over three lines, escapes.
+      {"# Security policy\r\n"
+       "tls.disabled = SSLv3, RC4, \\\r\n"
+       "    DH keySize < 1024, \\\r\n"
+       "    3DES_EDE_CBC\r\n"
+       "policy.url = file:${home}/lib/security/app.policy\r\n"
+       "policy.owner = Ren\\u00e9e Dupr\\u00e9\r\n"
+       "policy.banner = \\u00a9 2026 Example\\u2122\r\n"
+       "policy.motd = Line one\\nLine two\r\n",
+       "policy.banner=\xC2\xA9 2026 Example\xE2\x84\xA2\npolicy.owner=Ren\xC3\xA9"
+       "e Dupr\xC3\xA9\npolicy.url=file:${home}/lib/security/app.policy\n"
+       "tls.disabled=SSLv3, RC4, DH keySize < 1024, 3DES_EDE_CBC\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -174,7 +164,7 @@ TEST_F(ZJavaPropertiesTest, LoadWithAKeyStopsRightAfterIt) {
   ZJavaProperties p;
   p.setValue("a", "old");
   p.setValue("b", "kept");
-  writeFile(file_, "a=new\nc=3\n");
+  std::ofstream(file_) << "a=new\nc=3\n";
   p.load(file_.c_str());
   EXPECT_EQ("a=new\nb=kept\nc=3\n", entries(p));
   EXPECT_EQ(1, p.load(""));
@@ -237,14 +227,14 @@ TEST_F(ZJavaPropertiesTest, RoundTripKeepsSomeValuesAndChangesOthers) {
 
 TEST_F(ZJavaPropertiesTest, FailuresNameTheFileTheCallAndTheError) {
   ZJavaProperties p;
-  std::string missing = dir_ + "/missing";
+  std::string missing = dir_.file("missing"), dir = dir_.path;
   expectIOFailure([&] { p.load(missing.c_str()); }, missing, "fopen(r)", ENOENT, kLoadOpen);
-  expectIOFailure([&] { p.store(dir_.c_str()); }, dir_, "fopen(wt)", EISDIR, kStoreOpen);
-  EXPECT_THROW_AT(p.load(dir_.c_str()), ZUnexpectedEndOfFile, 53u, kReadFailed);
-  EXPECT_THROW_AT(p.store(""), ZInvalidParameterException, 22u, kEmptyPath);
-  EXPECT_THROW_AT(p.store(nullptr), ZInvalidParameterException, 22u, kEmptyPath);
-  EXPECT_THROW_AT(p.setValue("", "v"), ZInvalidParameterException, 22u, kEmptyKey);
-  EXPECT_THROW_AT(p.clone(), ZAbstractNotImplementedException, 31u, kClone);
+  expectIOFailure([&] { p.store(dir.c_str()); }, dir, "fopen(wt)", EISDIR, kStoreOpen);
+  expectThrowHere<ZUnexpectedEndOfFile>([&] { p.load(dir_.path.c_str()); }, 53, kReadFailed);
+  expectThrowHere<ZInvalidParameterException>([&] { p.store(""); }, 22, kEmptyPath);
+  expectThrowHere<ZInvalidParameterException>([&] { p.store(nullptr); }, 22, kEmptyPath);
+  expectThrowHere<ZInvalidParameterException>([&] { p.setValue("", "v"); }, 22, kEmptyKey);
+  expectThrowHere<ZAbstractNotImplementedException>([&] { p.clone(); }, 31, kClone);
   EXPECT_TRUE(p.getEntries().isEmpty());
 }
 
@@ -265,7 +255,7 @@ TEST_F(ZJavaPropertiesTest, AFailedWriteRemovesTheFile) {
 TEST_F(ZJavaPropertiesTest, LocksHeldByAnotherProcessFailAtOnce) {
   for (short type : {F_RDLCK, F_WRLCK}) {
     SCOPED_TRACE(type == F_RDLCK ? "read lock" : "write lock");
-    writeFile(file_, "a=1\n");
+    std::ofstream(file_) << "a=1\n";
     int fd = ::open(file_.c_str(), O_RDWR);
     struct flock whole = {};
     whole.l_type = type;
@@ -284,52 +274,6 @@ TEST_F(ZJavaPropertiesTest, LocksHeldByAnotherProcessFailAtOnce) {
         }));
     EXPECT_EQ("", readFile(file_));  // emptied before the lock was tried
     ::close(fd);
-  }
-}
-
-TEST_F(ZJavaPropertiesTest, RealisticFiles) {
-  const struct {
-    const char *text, *want;
-  } files[] = {
-      {"# Logging configuration\n"
-       "handlers = file, console\n"
-       ".level = INFO\n"
-       "file.pattern = /var/log/app/app-%u-%g.log\n"
-       "console.format = [%1$tF %1$tT] %4$s: %5$s %n\n"
-       "com.example.db.level = FINE\n"
-       "# trailing comment without a line end",
-       ".level=INFO\ncom.example.db.level=FINE\nconsole.format=[%1$tF %1$tT] %4$s: %5$s %n\n"
-       "file.pattern=/var/log/app/app-%u-%g.log\nhandlers=file, console\n"},
-      {"# Security policy\r\n"
-       "security.provider.1 = org.example.crypto.Provider\r\n"
-       "tls.disabledAlgorithms = SSLv3, TLSv1, RC4, DES, MD5withRSA, \\\r\n"
-       "    DH keySize < 1024, EC keySize < 224, \\\r\n"
-       "    3DES_EDE_CBC, anon, NULL\r\n"
-       "policy.url.1 = file:${home}/lib/security/app.policy\r\n"
-       "policy.owner = Ren\\u00e9e Dupr\\u00e9\r\n"
-       "policy.banner = \\u00a9 2026 Example\\u2122\r\n"
-       "policy.motd = Line one\\nLine two\r\n",
-       "policy.banner=\xC2\xA9 2026 Example\xE2\x84\xA2\npolicy.owner=Ren\xC3\xA9"
-       "e Dupr\xC3\xA9\n"
-       "policy.url.1=file:${home}/lib/security/app.policy\n"
-       "security.provider.1=org.example.crypto.Provider\n"
-       "tls.disabledAlgorithms=SSLv3, TLSv1, RC4, DES, MD5withRSA, DH keySize < 1024, "
-       "EC keySize < 224, 3DES_EDE_CBC, anon, NULL\n"},
-      {"! Messages, bang comments and colon separators\n"
-       "greeting: Hello, World\n"
-       "farewell : Goodbye!\n"
-       "   indented:yes\n"
-       "key\\ with\\ spaces : spaced\n"
-       "path:C\\:\\\\Program Files\\\\App\n"
-       "!greeting: overridden\n"
-       "   :orphan\n"
-       "greeting2 :\n",
-       "farewell=Goodbye!\ngreeting=Hello, World\ngreeting2=\nindented=yes\n"
-       "key with spaces=spaced\npath=C:\\Program Files\\App\n"},
-  };
-  for (const auto& f : files) {
-    SCOPED_TRACE(f.text);
-    EXPECT_EQ(f.want, load(f.text));
   }
 }
 

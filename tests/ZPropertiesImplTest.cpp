@@ -1,16 +1,16 @@
 // zbase: tests of the property cache.
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <future>
 #include <string>
-#include <thread>
 
 #include "Z/ZException.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "ZLockTestSupport.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -47,8 +47,8 @@ std::string texts(const ZArrayList* list) {
   return out;
 }
 
-const ZObfuscatedItem* mark(const ZPCache& cache, unsigned int i) {
-  return static_cast<const ZObfuscatedItem*>(cache.obfuscatedItems.get(i));
+const ZObfuscatedItem* mark(const ZPCache& c, unsigned i) {
+  return static_cast<const ZObfuscatedItem*>(c.obfuscatedItems.get(i));
 }
 
 // The obfuscation marks as "stanza/key" joined by ",".
@@ -71,14 +71,7 @@ const char kSampleLayout[] =
 
 template <typename F>
 void expectInvalidParameter(F f, int line) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception";
-  } catch (ZInvalidParameterException& e) {
-    EXPECT_EQ(22UL, e.getErrorNumber());
-    EXPECT_STREQ("src/Z/ZPropertiesImpl", e.who());
-    EXPECT_EQ(line, e.where());
-  }
+  expectThrowAt<ZInvalidParameterException>(f, 22, "src/Z/ZPropertiesImpl", line);
 }
 
 const ZPCache::get_type_e ANY = ZPCache::GET_ANY;
@@ -372,25 +365,20 @@ TEST(ZPropertiesImplTest, FileAndStanzaComments) {
 }
 
 TEST(ZPropertiesImplTest, RegistryGuardSerialisesThreads) {
-  std::promise<void> entered, release;
-  std::shared_future<void> released = release.get_future().share();
-  int inside = 0;
-  std::thread holder([&] {
+  std::atomic<int> inside{0};
+  BoundedThread holder([&] {
     ZPropRegistry guard;
     ZPropRegistry nested;  // re-entrant for its owner
     inside = 1;
-    entered.set_value();
-    released.wait_for(std::chrono::seconds(10));
+    pause(100);  // the waiter is blocked meanwhile
     inside = 2;
   });
-  entered.get_future().wait();
-  std::future<int> waiter = std::async(std::launch::async, [&] {
+  waitUntil([&] { return inside == 1; });
+  int seen = 0;
+  BoundedThread waiter([&] {
     ZPropRegistry guard;
-    return inside;
+    seen = inside;
   });
-  EXPECT_EQ(std::future_status::timeout, waiter.wait_for(std::chrono::milliseconds(100)));
-  release.set_value();
-  ASSERT_EQ(std::future_status::ready, waiter.wait_for(std::chrono::seconds(10)));
-  EXPECT_EQ(2, waiter.get());  // got the lock only after the holder's last write
-  holder.join();
+  waiter.join();
+  EXPECT_EQ(2, seen);  // got the lock only after the holder's last write
 }

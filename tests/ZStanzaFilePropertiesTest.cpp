@@ -4,21 +4,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <future>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Z/ZException.h"
 #include "Z/ZSqueeze.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "ZLockTestSupport.h"
+#include "ZTestSupport.h"
 
 namespace {
 
@@ -69,10 +68,7 @@ E caught(F f) {
 
 template <typename F>
 void expectInvalidParameter(F f, int line) {
-  auto e = caught<ZInvalidParameterException>(f);
-  EXPECT_EQ(22UL, e.getErrorNumber());
-  EXPECT_STREQ(kModule, e.who());
-  EXPECT_EQ(line, e.where());
+  expectThrowAt<ZInvalidParameterException>(f, 22, kModule, line);
 }
 
 // A literal's bytes, zero bytes included.
@@ -95,16 +91,6 @@ std::string squeezed(const std::string& in, bool pack) {
 std::string str(const ZBuffer& b) {
   return std::string(static_cast<const char*>(b.getBuffer()), b.getLength());
 }
-
-// A fresh directory per test, removed afterwards.
-struct TempDir {
-  std::string path = [] {
-    char tmpl[] = "/tmp/zstanza-test-XXXXXX";
-    return std::string(mkdtemp(tmpl));
-  }();
-  ~TempDir() { std::filesystem::remove_all(path); }
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
-};
 
 std::string slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -308,16 +294,16 @@ TEST(ZStanzaFilePropertiesTest, CorruptSideDataIsRejectedWhole) {
   }
   // A load names the side file.
   TempDir dir;
-  spit(dir / "db.conf.obf", "not a side file");
-  spit(dir / "db.conf", "[configuration-database]\nfile = db.conf.obf\n");
+  spit(dir.file("db.conf.obf"), "not a side file");
+  spit(dir.file("db.conf"), "[configuration-database]\nfile = db.conf.obf\n");
   auto e = caught<ZPropertiesInvalidDataException>(
-      [&] { ZStanzaFileProperties broken((dir / "db.conf").c_str(), 1); });
-  EXPECT_EQ(dir / "db.conf.obf", e.file());
+      [&] { ZStanzaFileProperties broken((dir.file("db.conf")).c_str(), 1); });
+  EXPECT_EQ(dir.file("db.conf.obf"), e.file());
 }
 
 TEST(ZStanzaFilePropertiesTest, EditAndStoreInPlaceKeepsCommentsAndTruncates) {
   TempDir dir;
-  const std::string path = dir / "app.conf";
+  const std::string path = dir.file("app.conf");
   spit(path,
        "# Main configuration\n\n[server]\nhost = old.example.org   \n# port = 80\n\n"
        "# The log level\nlevel = 3\n\n[obsolete]\n# a long block that goes away with its "
@@ -451,7 +437,7 @@ TEST(ZStanzaFilePropertiesTest, BadArgumentsAreRefused) {
 // store is refused and changes no file.
 TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
   TempDir dir;
-  const std::string path = dir / "app.conf", fresh = dir / "new.conf";
+  const std::string path = dir.file("app.conf"), fresh = dir.file("new.conf");
   const std::string original = "[a]\nk = v\n";
   spit(path, original);
   using Edit = std::function<void(ZStanzaFileProperties&)>;
@@ -508,7 +494,7 @@ TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
 
 TEST(ZStanzaFilePropertiesTest, HiddenKeysCommentsAndSidePointersReadBack) {
   TempDir dir;
-  const std::string path = dir / "a.conf";
+  const std::string path = dir.file("a.conf");
   spit(path, "[s]\nk = a\n");
   // Comments lose the blanks around their lines when added, as a reload
   // would; so the second store repeats the first.
@@ -547,28 +533,21 @@ TEST(ZStanzaFilePropertiesTest, HiddenKeysCommentsAndSidePointersReadBack) {
 
 TEST(ZStanzaFilePropertiesTest, FactoryMakesSharedObjectsThatKeepComments) {
   TempDir dir;
-  const std::string path = dir / "f.conf";
-  spit(path, "# kept\n[s]\na = 1\na = 2\nb = 3\n");
-  ZProperties* shared =
+  const std::string path = dir.file("f.conf");
+  spit(path, "# kept\n[s]\na = 1\n");
+  ZProperties* p =
       ZProperties::getPropertiesFor(path.c_str(), ZStanzaFileProperties::getFactory(), 0);
-  ASSERT_TRUE(dynamic_cast<ZStanzaFileProperties*>(shared) != nullptr);
-  ZStanzaFileProperties& p = *static_cast<ZStanzaFileProperties*>(shared);
-  {
-    ZStanzaValueIterator values(p, "s", "a", ZPROP_STRING_LOCAL, 0);
-    values.nextValue();
-    values.changeValue("one");
-    values.addValue("one and a half");
-  }
-  p.store(nullptr);
-  EXPECT_EQ("# kept\n[s]\na = one\na = one and a half\na = 2\nb = 3\n", slurp(path));
+  ASSERT_TRUE(dynamic_cast<ZStanzaFileProperties*>(p) != nullptr);
+  p->setValue("s", "a", "one");
+  p->store(nullptr);
+  EXPECT_EQ("# kept\n[s]\na = one\n", slurp(path));
 }
 
 TEST(ZStanzaFilePropertiesTest, SharedBetweenThreads) {
   ZStanzaFileProperties p(1);
-  std::vector<std::promise<void>> finished(4);
-  std::vector<std::thread> threads;
+  std::vector<std::unique_ptr<BoundedThread>> threads;
   for (int id = 0; id < 4; ++id) {
-    threads.emplace_back([&, id] {
+    threads.push_back(std::make_unique<BoundedThread>([&p, id] {
       const std::string stanza = "s" + std::to_string(id % 2);
       for (int i = 0; i < 200; ++i) {
         p.addStanza(stanza.c_str());
@@ -579,16 +558,9 @@ TEST(ZStanzaFilePropertiesTest, SharedBetweenThreads) {
         ZStzFileItem item = {2, stanza.c_str(), "k", 0, &n, 0};
         p.getItems(&item, 1);
       }
-      finished[id].set_value();
-    });
+    }));
   }
-  for (auto& f : finished) {
-    if (f.get_future().wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
-      ADD_FAILURE() << "threads did not finish: deadlock?";
-      std::_Exit(1);  // the threads still use objects on this stack
-    }
-  }
-  for (auto& t : threads) t.join();
-  EXPECT_EQ(400u, p.numValues("s0", "k"));
-  EXPECT_EQ(400u, p.numValues("s1", "k"));
+  for (auto& t : threads) t->join(60);
+  EXPECT_EQ("400 400",
+            std::to_string(p.numValues("s0", "k")) + " " + std::to_string(p.numValues("s1", "k")));
 }
