@@ -113,8 +113,8 @@ const char kHelp[] =
     "  6  another process kept the file locked longer than --wait\n"
     "  7  with --check-changed: nothing changed\n"
     "\n"
-    "QXKELDIR names the code-set tables; when it is not set, zstanza uses the\n"
-    "share/kel directory that it finds beside its own installation or sources.\n";
+    "QXKELDIR names the code-set tables; when it is not set, zstanza uses\n"
+    "share/zbase/kel above its own installation (share/kel in a source tree).\n";
 
 // Prints the library's errors as one line: "zstanza: " and the message, with
 // control bytes escaped.
