@@ -163,10 +163,12 @@ TEST(ZSharedLibraryTest, ScopeAndResolutionFlags) {
   l.setLocalScope(1);
   l.setLazyResolution(1);
   EXPECT_EQ(RTLD_LAZY, l.getFlags());
+  EXPECT_EQ(RTLD_LAZY, l.getLazyResolution());
   EXPECT_EQ(0, l.getLocalScope());  // never derived from the flags
   l.setLocalScope(0);
   l.setLazyResolution(0);
   EXPECT_EQ(RTLD_NOW | RTLD_GLOBAL, l.getFlags());
+  EXPECT_EQ(0, l.getLazyResolution());
 
   // Global scope makes the library's symbols visible to everyone (checked in
   // children, before this process has loaded any library for good).
@@ -201,6 +203,7 @@ TEST(ZSharedLibraryTest, ComparesHashesAndClonesByName) {
   ZSharedLibrary b(lib("libzshl_refuse.so").c_str());
   EXPECT_TRUE(a.equals(a2) && a.hash() == a2.hash());
   EXPECT_EQ(-1, a.compare(b));
+  EXPECT_EQ(1, b.compare(a));
   a.loadLibrary();
   std::unique_ptr<ZObject> copy(a.clone());
   ZSharedLibrary& c = dynamic_cast<ZSharedLibrary&>(*copy);

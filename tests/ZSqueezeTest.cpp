@@ -72,6 +72,7 @@ TEST(ZSqueezeTest, RoundTripsInTheZlibStreamFormat) {
 TEST(ZSqueezeTest, TooSmallDestinationIsABufferErrorAndTheObjectStaysUsable) {
   Bytes data = textBytes(200000);
   ZSqueeze z;
+  EXPECT_EQ(-1, z.getCompressionLevel());
   z.setSource(data.data(), data.size());
   Bytes packed(16);
   EXPECT_EQ(Z_BUF_ERROR, z.squeeze(packed.data(), packed.size()));

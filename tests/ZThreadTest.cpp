@@ -153,6 +153,7 @@ TEST(ZThreadTest, IdentityComparesTheLowWordOfTheIdentifier) {
   EXPECT_EQ(5u, a.hash());
   EXPECT_EQ(-1, a.compare(c));
   EXPECT_EQ(1, c.compare(a));
+  EXPECT_EQ(static_cast<pthread_t>(0x200000005ul), b.getPThreadID());
   expectThrowAt<ZNotClonableException>([&] { a.clone(); }, 14, "src/Z/ZThread", 54);
 }
 
