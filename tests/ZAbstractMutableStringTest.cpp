@@ -19,7 +19,6 @@ namespace {
 
 TEST(ZAbstractMutableStringTest, GrowthRule) {
   ZLCString s;
-  EXPECT_EQ(0u, s.getLength());
   EXPECT_EQ(95u, s.getCapacity());
   EXPECT_EQ(95u, s.setCapacity(50));
   EXPECT_EQ(200u, s.setCapacity(200));
@@ -34,24 +33,17 @@ TEST(ZAbstractMutableStringTest, GrowthRule) {
   ZLCString b;
   b.append(std::string(96, 'x').c_str());
   EXPECT_EQ(116u, b.getCapacity());
-  // Appending within the capacity does not grow...
-  b.append(std::string(20, 'z').c_str());
+  b.append(std::string(20, 'z').c_str());  // within the capacity: no growth
   EXPECT_EQ(116u, b.getCapacity());
-  EXPECT_EQ(116u, b.getLength());
-  // ...but insert grows on every call, even an empty insert.
+  // But insert grows on every call, even an empty insert.
   ZLCString c;
   c.setCapacity(100);
   c = "abc";
   c.insert(1, "");
   EXPECT_EQ(100u + (4 + 7) / 5, c.getCapacity());
   EXPECT_STREQ("abc", c.getChars());
-  // Clearing keeps the capacity; the text survives a move to the heap.
-  c.clear();
+  c.clear();  // keeps the capacity
   EXPECT_EQ(102u, c.getCapacity());
-  ZLCString d("head");
-  d.append(std::string(200, '-').c_str());
-  EXPECT_EQ(0u, d.indexOf("head"));
-  EXPECT_EQ(204u, d.getLength());
 }
 
 TEST(ZAbstractMutableStringTest, ConstructorsAndNumericAssignment) {
@@ -63,14 +55,11 @@ TEST(ZAbstractMutableStringTest, ConstructorsAndNumericAssignment) {
   EXPECT_STREQ("18446744073709551615", ZLCString(18446744073709551615UL).getChars());
   ZLCString s("long text that goes away");
   s = 42;
-  EXPECT_STREQ("42", s.getChars());
-  EXPECT_EQ(2u, s.getLength());
+  EXPECT_EQ("42", std::string(s.getChars(), s.getLength()));
   s = 'z';
   EXPECT_STREQ("z", s.getChars());
   s = static_cast<const char*>(nullptr);
-  EXPECT_STREQ("", s.getChars());
-  ZLCString null(static_cast<const char*>(nullptr));
-  EXPECT_TRUE(null.isEmpty());
+  EXPECT_TRUE(s.isEmpty() && ZLCString(static_cast<const char*>(nullptr)).isEmpty());
 }
 
 TEST(ZAbstractMutableStringTest, EditsWithTextOfTheStringItself) {
@@ -174,21 +163,20 @@ TEST(ZAbstractMutableStringTest, SearchingAndComparing) {
   EXPECT_GT(ZLCString("b").compare(ZLCString("a")), 0);
 }
 
-TEST(ZAbstractMutableStringTest, HashIsDjb2WithExclusiveOr) {
+TEST(ZAbstractMutableStringTest, HashIsDjb2WithExclusiveOrAndObjectComparisonNeedsOneCodeset) {
   EXPECT_EQ(5381u, ZLCString().hash());
   EXPECT_EQ((5381u * 33) ^ 'a', ZLCString("a").hash());
   EXPECT_EQ((((5381u * 33) ^ 'a') * 33) ^ 0xE9u, ZLCString("a\xE9").hash());
   // Equal texts of both code sets hash alike; the hash ignores the code set.
   EXPECT_EQ(ZLCString("key").hash(), ZUTF8String("key").hash());
   EXPECT_EQ(ZLCString("key").hash(), ZLCConstString("key").hash());
-}
 
-TEST(ZAbstractMutableStringTest, ObjectComparisonNeedsTheSameCodeset) {
+  // Comparison as objects needs the same code set; equality is bytes only.
   ZLCString lc("text");
   ZUTF8String u("text");
   ZLCConstString view("text");
   EXPECT_EQ(0, lc.compare(static_cast<const ZObject&>(view)));
-  EXPECT_TRUE(lc.equals(static_cast<const ZObject&>(u)));  // bytes only
+  EXPECT_TRUE(lc.equals(static_cast<const ZObject&>(u)));
   expectThrowAt<ZUnsupportedException>([&] { lc.compare(static_cast<const ZObject&>(u)); }, 48,
                                        "src/Z/ZAbstractString", 68);
   ZObject plain;
@@ -219,11 +207,9 @@ TEST(ZAbstractMutableStringTest, ReadLineSplitsAtEveryLineEnd) {
 TEST(ZAbstractMutableStringTest, ConstStringViews) {
   char buf[] = "viewed";
   ZLCConstString v(buf);
-  EXPECT_EQ(6u, v.getLength());
   EXPECT_EQ(buf, v.getChars());
-  ZLCConstString n(static_cast<const char*>(nullptr));
-  EXPECT_STREQ("", n.getChars());
-  EXPECT_EQ(ZAbstractConstString::zemptyString, n.getChars());
+  EXPECT_EQ(ZAbstractConstString::zemptyString,
+            ZLCConstString(static_cast<const char*>(nullptr)).getChars());
 
   ZLCString owner("owner");
   v.setChars(owner);
@@ -233,8 +219,6 @@ TEST(ZAbstractMutableStringTest, ConstStringViews) {
   v.setChars(other);  // silently ignored
   EXPECT_EQ(owner.getChars(), v.getChars());
 
-  ZLCConstString copy(v);
-  EXPECT_EQ(v.getChars(), copy.getChars());
   std::unique_ptr<ZObject> cl(v.clone());
   EXPECT_EQ(v.getChars(), dynamic_cast<ZLCConstString&>(*cl).getChars());
   EXPECT_TRUE(v == "owner" && v == owner);

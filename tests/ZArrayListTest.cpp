@@ -67,7 +67,6 @@ TEST(ZArrayListTest, OwnershipDecidesCloningAndDeletion) {
     EXPECT_NE(copy.get(0), owning.get(0));
     ZArrayList plain(1, 0);
     plain = owning;  // a non-owning target copies the pointers
-    EXPECT_FALSE(plain.ownsMembers());
     EXPECT_EQ(plain.get(0), owning.get(0));
     owning.addList(owning);  // adding a list to itself doubles it once
     EXPECT_EQ(values(owning), (std::vector<int>{3, 3}));

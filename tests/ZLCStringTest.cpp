@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -32,8 +33,7 @@ TEST(ZLCStringTest, ConversionHappensOnceAtConstructionOrAssignment) {
   // converting an empty source keeps the old text.
   ZLCString target("not empty");
   target = ZUTF8String();
-  EXPECT_STREQ("", target.getChars());
-  EXPECT_EQ(0u, target.getLength());
+  EXPECT_TRUE(target.isEmpty() && target.getChars()[0] == '\0');
   target = "kept";
   target.convertFromCodeSet(ZUTF8String());
   EXPECT_STREQ("kept", target.getChars());
@@ -116,20 +116,14 @@ TEST(ZLCStringTest, TextOutsideTheLocalCodesetDoesNotConvert) {
   ZUTF8String accented("caf\xC3\xA9");
   ZLCString local("old");
   local = accented;
-  if (MB_CUR_MAX > 1) {
-    EXPECT_STREQ("caf\xC3\xA9", local.getChars());
-  } else {
-    // An ASCII local code set has no e-acute: a failed conversion is empty.
-    EXPECT_STREQ("", local.getChars());
-    EXPECT_EQ(0u, local.getLength());
-  }
+  // An ASCII local code set has no e-acute: a failed conversion is empty.
+  EXPECT_STREQ(MB_CUR_MAX > 1 ? "caf\xC3\xA9" : "", local.getChars());
+  EXPECT_EQ(strlen(local.getChars()), local.getLength());
   // Malformed UTF-8 never converts.
   ZLCString broken(ZUTF8String("ab\xC3"));
   EXPECT_STREQ("", broken.getChars());
   // getCharCount is the byte count of the leading well-formed run.
-  EXPECT_EQ(3u, ZUTF8String("a\xC3\xA9\xFF"
-                            "b")
-                    .getCharCount());
+  EXPECT_EQ(3u, ZUTF8String("a\xC3\xA9\xFFz").getCharCount());
 }
 
 }  // namespace

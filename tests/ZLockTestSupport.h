@@ -18,6 +18,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZMessage.h"
+#include "Z/ZProcessLock.h"
 #include "ZTestSupport.h"
 
 // Records what the library reports instead of writing it to standard error.
@@ -139,6 +140,16 @@ inline void waitUntil(const std::function<bool()>& pred, int seconds = 20) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
+
+// Records the sequence updates a lock reports, as "new<-last;".
+class SequenceRecorder : public ZObserverInterface {
+ public:
+  void update(ZObservableInterface*, const ZObservedParm& parm) override {
+    const ZSequenceUpdate& u = dynamic_cast<const ZSequenceUpdate&>(parm);
+    seen += std::to_string(u.getSequence()) + "<-" + std::to_string(u.getLastSequence()) + ";";
+  }
+  std::string seen;
+};
 
 inline void pause(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 

@@ -62,13 +62,11 @@ TEST(ZMessageTest, DefaultExceptionOutput) {
         head + std::to_string(n) + "\n" + threadLine() + "NUM_MSGS = 55\n" + (n == 23 ? "" : none),
         dumped(e));
   }
-  try {
-    ZOutOfMemoryException().throwException("src/Z/ZObject", 65);
-  } catch (ZException& e) {
-    EXPECT_EQ("Exception: ZOutOfMemoryException\n File: \"src/Z/ZObject\" 65\n Error: 1\n" +
-                  threadLine() + "NUM_MSGS = 55\nMemory allocation failure.",
-              dumped(e));
-  }
+  ZOutOfMemoryException oom;
+  oom.addLocation("src/Z/ZObject", 65);
+  EXPECT_EQ("Exception: ZOutOfMemoryException\n File: \"src/Z/ZObject\" 65\n Error: 1\n" +
+                threadLine() + "NUM_MSGS = 55\nMemory allocation failure.",
+            dumped(oom));
   // A template with arguments and a line break of its own.
   ZPropertiesInvalidDataException e("/etc/x.cfg", "=oops", 12);
   e.addLocation("src/Z/ZStanzaFileProperties", 512);

@@ -84,10 +84,8 @@ TEST(ZObservableTest, ReentryFromUpdateAndExceptionsReleaseTheLock) {
 TEST(ZObservableTest, VoyeurComparesObserverPointers) {
   Leaver rs[2];
   Voyeur a(&rs[0]), a2(&rs[0]), b(&rs[1]);
-  EXPECT_TRUE(a.equals(a2));
-  EXPECT_EQ(a.hash(), a2.hash());
+  EXPECT_TRUE(a.equals(a2) && a.hash() == a2.hash());
   EXPECT_EQ(-1, a.compare(b));
-  EXPECT_EQ(1, b.compare(a));
   std::unique_ptr<ZObject> c(b.clone());
   EXPECT_EQ(&rs[1], static_cast<Voyeur*>(c.get())->observer());
 }

@@ -20,15 +20,6 @@ class SettableStub : public ZStubProcessReadWriteLock {
   using ZStubProcessReadWriteLock::setSequence;
 };
 
-class Recorder : public ZObserverInterface {
- public:
-  void update(ZObservableInterface*, const ZObservedParm& parm) override {
-    const ZSequenceUpdate& u = dynamic_cast<const ZSequenceUpdate&>(parm);
-    seen += std::to_string(u.getSequence()) + "<-" + std::to_string(u.getLastSequence()) + ";";
-  }
-  std::string seen;
-};
-
 }  // namespace
 
 TEST(ZProcessLockTest, SequenceUpdateOrdersBySequenceThenLastSequence) {
@@ -123,7 +114,7 @@ TEST(ZProcessLockTest, IdentityIsTheLockNameAndOnlyTheStubClones) {
 // another process that changed the data.
 TEST(ZProcessLockTest, ChangedSequenceUpgradesToWriteAndNotifiesOnce) {
   ZStubProcessReadWriteFileLock lock("data");
-  Recorder rec;
+  SequenceRecorder rec;
   lock.addObserver(&rec);
   lock.writeSequenceNumber(7);
   lock.readLock();  // the first lock only learns where the sequence stands

@@ -160,9 +160,8 @@ TEST(ZReadWriteLockTest, RefusalsCarryTheirLinesAndChangeNothing) {
 TEST(ZReadWriteLockTest, LockByStateNamesAndRecursiveReading) {
   ZReadWriteLock l;
   std::string names;
-  for (RW::zlockstate s :
-       {RW::kUnset, RW::kRead, RW::kProtect, RW::kWrite, static_cast<RW::zlockstate>(7)}) {
-    const char* name = l.getLockStateName(s);
+  for (int s : {0, 1, 2, 3, 7}) {  // unset, read, protect, write, none of them
+    const char* name = l.getLockStateName(static_cast<RW::zlockstate>(s));
     names += name ? name : "(null)";
   }
   EXPECT_EQ("unsetreadprotectwrite(null)", names);
@@ -182,9 +181,7 @@ TEST(ZReadWriteLockTest, LockByStateNamesAndRecursiveReading) {
   l.lock();  // write
   EXPECT_TRUE(l.haveLock(RW::kWrite));
   // A copy is a new, unlocked lock with the same observers.
-  struct Watcher : ZObserverInterface {
-    void update(ZObservableInterface*, const ZObservedParm&) override {}
-  } watcher;
+  SequenceRecorder watcher;
   l.addObserver(&watcher);
   std::unique_ptr<ZObject> copy(l.clone());
   ZReadWriteLock& c = dynamic_cast<ZReadWriteLock&>(*copy);

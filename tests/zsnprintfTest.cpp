@@ -312,16 +312,12 @@ TEST(zsnprintfTest, ParseRecordsConversionsAndRendersRepeatedly) {
   ASSERT_EQ(0, parse(fmt, 6L, 8, 0xabu, 2.0L, 6));
   ASSERT_EQ(4, ctx.recordCount);
   const zvsnprintf_record& r1 = ctx.records[1];
-  EXPECT_EQ(fmt + 12, r1.start);
-  EXPECT_EQ(fmt + 23, r1.end);
-  EXPECT_EQ(ZFMT_T_UINT, r1.type);
+  EXPECT_TRUE(r1.start == fmt + 12 && r1.end == fmt + 23 && r1.type == ZFMT_T_UINT);
   EXPECT_EQ(0x1U | 0x100 | 0x200 | 0x800 | 0x1000 | 0x20000 | 0x40000, r1.flags);
-  EXPECT_EQ(3, r1.value);
-  EXPECT_EQ(2, r1.width);
-  EXPECT_EQ(5, r1.precision);
+  // Argument numbers of value, width, precision; of the last value; the highest.
+  EXPECT_EQ((std::vector<int>{3, 2, 5, 4, 5}),
+            (std::vector<int>{r1.value, r1.width, r1.precision, ctx.records[3].value, ctx.argCount}));
   EXPECT_EQ(ZFMT_T_LDOUBLE_G, ctx.records[3].type);
-  EXPECT_EQ(4, ctx.records[3].value);
-  EXPECT_EQ(5, ctx.argCount);
 
   // One parse serves a measuring render and any number of real ones.
   const std::string want = "v=+006    |  0000AB|%|2.00000";
@@ -351,16 +347,12 @@ TEST(zsnprintfTest, AllocatingFormsReportFailuresAndOwnTheirResult) {
   EXPECT_STREQ("abc-002.2", s) << "rounding goes through the C library";
   zasprintf_free(s);
   EXPECT_EQ(0, zsprintf(&s, "%s", ""));
-  ASSERT_NE(nullptr, s);
   EXPECT_STREQ("", s);
   zasprintf_free(s);
-
-  s = reinterpret_cast<char*>(0x1);
   EXPECT_EQ(-1, zasprintf(&s, "%n", nullptr));
   EXPECT_EQ(nullptr, s);
-  EXPECT_EQ(-1, zsprintf(&s, nullptr));
-  EXPECT_EQ(-1, zsprintf(nullptr, "x"));
-  EXPECT_EQ(-1, zasprintf(nullptr, "x"));
+  EXPECT_EQ(-4, zsprintf(&s, nullptr) + zsprintf(nullptr, "x") + zasprintf(nullptr, "x") +
+                    zasprintf(&s, "%F", 1.0));
   zasprintf_free(nullptr);
 
   std::string big(5000, 'q');
@@ -372,18 +364,11 @@ TEST(zsnprintfTest, AllocatingFormsReportFailuresAndOwnTheirResult) {
 TEST(zsnprintfTest, MutableStringFormatReplacesTheTextOnlyOnSuccess) {
   ZUTF8String s("old text");
   EXPECT_EQ(&s, &s.format("%2$s-%1$05d", 42, "id"));
-  EXPECT_STREQ("id-00042", s.getChars());
-  EXPECT_EQ(8u, s.getLength());
-  s.format("%lf", 1.0);
-  EXPECT_STREQ("id-00042", s.getChars());
-  s.format("%n", nullptr);
-  EXPECT_STREQ("id-00042", s.getChars());
+  s.format("%lf", 1.0).format("%n", nullptr);  // both invalid
+  EXPECT_EQ("id-00042", std::string(s.getChars(), s.getLength()));
   std::string wide(300, 'w');
   ZLCString l;
   l.format("[%s|%*d]", wide.c_str(), 10, -3);
-  EXPECT_EQ("[" + wide + "|        -3]", l.getChars());
-  EXPECT_EQ(313u, l.getLength());
-  l.format("%s", "");
-  EXPECT_STREQ("", l.getChars());
-  EXPECT_EQ(0u, l.getLength());
+  EXPECT_EQ("[" + wide + "|        -3]", std::string(l.getChars(), l.getLength()));
+  EXPECT_EQ(0u, l.format("%s", "").getLength());
 }
