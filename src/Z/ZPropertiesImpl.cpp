@@ -145,6 +145,20 @@ void ZPKVList::putEntry(const ZObject* key, const ZObject* value) {
   }
 }
 
+ZArrayList* ZPKVList::addAbsentKey(const char* key) {
+  std::unique_ptr<ZLCString> ordered(new ZLCString(key));
+  keyOrder.addNoCopy(ordered.get());
+  ordered.release();
+  try {
+    std::unique_ptr<ZLCString> name(new ZLCString(key));
+    ZArrayList* record = newRecord();
+    return static_cast<ZArrayList*>(putAbsent(name.release(), record));
+  } catch (...) {
+    keyOrder.remove(keyOrder.size() - 1);
+    throw;
+  }
+}
+
 void ZPKVList::removeEntry(const ZObject* key) {
   // Find the order entry first: `key` may be the map's own copy, which the
   // removal from the map deletes.
@@ -332,6 +346,12 @@ void ZPCategoryBasedCache::validateKey(const char* fullKey, ZLCString& stanza,
   // The whole text names the stanza; the key keeps its leading dot.
   stanza = fullKey;
   key = dot;
+}
+
+ZPKVList* ZPCategoryBasedCache::addAbsentStanza(const char* stanza) {
+  std::unique_ptr<ZLCString> name(new ZLCString(orEmpty(stanza)));
+  ZPKVList* keys = new ZPKVList();
+  return static_cast<ZPKVList*>(categories.putAbsent(name.release(), keys));
 }
 
 ZArrayList* ZPCategoryBasedCache::createAndGet(ZHashKeyMap& map, const char* stanza,

@@ -76,6 +76,12 @@ class ZPKVList : public ZHashKeyMap {
   // Empties `list`, then adds the keys in insertion order.
   virtual void listKeys(ZList& list) const;
 
+  // Adds a key that the caller knows is absent, with an empty value record,
+  // and returns the record: one copy of the name for the order list and one
+  // for the map, and no search. For the file reader, which has just looked
+  // the key up; putEntry keeps its clones for every other caller.
+  ZArrayList* addAbsentKey(const char* key);
+
   // The insertion-order list itself, owned by this object.
   ZArrayList* getKeys() const { return const_cast<ZArrayList*>(&keyOrder); }
 
@@ -279,6 +285,9 @@ class ZPCategoryBasedCache : public ZPCache {
   void delStanzaLine(const char* stanza);
 
  protected:
+  // Adds a stanza that the caller knows is absent, with no keys, and returns
+  // its key list: no search and no clones (see ZHashKeyMap::putAbsent).
+  ZPKVList* addAbsentStanza(const char* stanza);
   // Index in `lines` of the stanza's header line, or -1.
   int headerIndex(const char* stanza) const;
   // Index of the stanza's first key line for `key`, scanning after `header`

@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <unordered_set>
 
 #include "Z/ZException.h"
 #include "Z/ZSqueeze.h"
@@ -51,19 +53,6 @@ void appendLine(ZArrayList& lines, unsigned int type, const char* text) {
   std::unique_ptr<ZPropLine> line(new ZPropLine(type, text));
   lines.addNoCopy(line.get());
   line.release();
-}
-
-// A key's value record with its two empty slots, plain values first, then
-// obfuscated ones; key lists store clones of it.
-const ZArrayList& emptyRecord() {
-  static const ZArrayList* record = [] {
-    ZArrayList* r = new ZArrayList(2, 1);
-    ZArrayList slot(1, 1);
-    r->add(&slot);
-    r->add(&slot);
-    return r;
-  }();
-  return *record;
 }
 
 void appendPlain(ZArrayList& slot, const char* value) {
@@ -176,6 +165,16 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
   ZPKVList* keys = nullptr;  // its keys
   int lineNumber = 0;
   StreamLock streamLock(stream);
+  // The stanza names in the cache, to refuse a name given twice without
+  // searching the fixed-bucket stanza map once per header.
+  std::unordered_set<std::string> known;
+  {
+    ZArrayList names(10, 0);
+    categories.listKeys(names);
+    for (unsigned int i = 0; i < names.size(); ++i) {
+      known.insert(static_cast<const ZAbstractString*>(names.get(i))->getChars());
+    }
+  }
 
   for (;;) {
     size_t length = readLine(stream, fileName, buffer, capacity);
@@ -203,14 +202,13 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
             .throwException("src/Z/ZStanzaFileProperties", 195);
       }
       *close = '\0';
-      if (contains(p + 1)) {
+      if (!known.insert(p + 1).second) {
         *close = ']';
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
             .throwException("src/Z/ZStanzaFileProperties", 201);
       }
       stanza = p + 1;
-      set(p + 1, nullptr, nullptr);
-      keys = findStanza(p + 1);
+      keys = addAbsentStanza(p + 1);
       appendLine(lines, LINE_STANZA, p + 1);
     } else {
       char* eq = std::strchr(p, '=');
@@ -228,9 +226,7 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
       ZLCConstString keyProbe(p);
       ZArrayList* record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
       if (record == nullptr) {
-        ZLCString keyName(p);
-        keys->putEntry(&keyName, &emptyRecord());
-        record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
+        record = keys->addAbsentKey(p);
         appendLine(lines, LINE_KEY, p);
       }
       if (*value != '\0') appendPlain(*static_cast<ZArrayList*>(record->get(0)), value);
