@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "Z/ZException.h"
@@ -247,6 +248,23 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
 
 void ZSCFData::be_write(const char* fileName, FILE* stream) {
   if (fileName == nullptr) fileName = "";
+  // The stanzas by name, so that each header costs one hash probe instead of
+  // a search of the fixed-bucket stanza map, and key lines go to the current
+  // stanza's keys directly.
+  std::unordered_map<std::string, const ZPKVList*> stanzas;
+  {
+    ZArrayList names(10, 0), lists(10, 0);
+    categories.listKeys(names);
+    categories.listObjects(lists);  // in the same order as the names
+    for (unsigned int i = 0; i < names.size(); ++i) {
+      stanzas.emplace(static_cast<const ZAbstractString*>(names.get(i))->getChars(),
+                      static_cast<const ZPKVList*>(lists.get(i)));
+    }
+  }
+  // The current stanza's keys; before the first header, those of the
+  // stanza with the empty name (which the check below then refuses).
+  auto unnamed = stanzas.find("");
+  const ZPKVList* keys = unnamed != stanzas.end() ? unnamed->second : nullptr;
   ZLCString stanza;
   bool skip = false;
   int lineNumber = 0;  // of the last line written
@@ -256,7 +274,9 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
     if (line->type == LINE_STANZA) {
       stanza = line->text;
       // A stanza deleted from the data takes all its lines with it.
-      skip = !contains(stanza.getChars());
+      auto found = stanzas.find(stanza.getChars());
+      keys = found != stanzas.end() ? found->second : nullptr;
+      skip = keys == nullptr;
       if (skip) continue;
       if (!fitsStanza(stanza)) {
         refused = &line->text;
@@ -283,16 +303,18 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
         ++lineNumber;
       }
     } else if (line->type == LINE_KEY) {
-      const char* key = line->text.getChars();
-      if (!contains(stanza.getChars(), key)) continue;
+      if (keys == nullptr) continue;
+      ZLCConstString keyProbe(line->text.getChars());
+      const ZArrayList* record = static_cast<const ZArrayList*>(keys->getEntry(&keyProbe));
+      if (record == nullptr) continue;
       ++lineNumber;
       // Entries need a stanza header that reads back.
       if (stanza.isEmpty() || !fitsKey(line->text)) {
         refused = &line->text;
         break;
       }
-      const ZArrayList* values = get(stanza.getChars(), key, GET_PLAIN);
-      if (values != nullptr && values->size() != 0) {
+      const ZArrayList* values = static_cast<const ZArrayList*>(record->get(0));
+      if (values->size() != 0) {
         for (unsigned int v = 0; v < values->size(); ++v) {
           const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
           if (v != 0) ++lineNumber;
@@ -305,7 +327,7 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
           put(stream, fileName, *value);
           put(stream, fileName, "\n", 1);
         }
-      } else if (!isObfuscated(stanza.getChars(), key)) {
+      } else if (static_cast<const ZArrayList*>(record->get(1))->size() == 0) {
         put(stream, fileName, line->text);
         put(stream, fileName, " =\n", 3);
       } else {
