@@ -88,11 +88,12 @@ void sLoad(CSimpleIniA& ini, const std::string& path) {
   if (ini.LoadFile(path.c_str()) < 0) abort();
 }
 
-// Setting 1,000 values, every other one a new key, over the first stanzas.
+// Setting 1,000 values, every other one a new key, in 100 stanzas spread
+// over the file.
 template <class F>
 void edits(F set) {
   for (int i = 0; i < 1000; ++i) {
-    std::string stanza = "service-" + std::to_string(i % 100);
+    std::string stanza = "service-" + std::to_string(i % 100 * 30);
     std::string key = (i % 2 ? "new_" : "option_") + std::to_string(i / 2 % 12);
     set(stanza.c_str(), key.c_str());
   }

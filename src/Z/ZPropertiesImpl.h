@@ -5,6 +5,8 @@
 #include "Z/zversion.h"
 
 #include <cstdio>
+#include <string>
+#include <unordered_map>
 
 #include "Z/ZArrayList.h"
 #include "Z/ZHashKeyMap.h"
@@ -204,6 +206,12 @@ class ZPCache {
 // text as the stanza name and the part from the first "." (dot included) as
 // the key: "db.port" names stanza "db.port", key ".port". Deliberate:
 // callers rely on it.
+//
+// A private index mirrors the header lines of `lines` (each stanza name's
+// first header, with the place it was last seen), so that adding a key does
+// not scan the whole layout. It is checked against the layout by line
+// identity at every use, forgotten whenever the cache removes lines or the
+// reader appends some, and rebuilt by one scan when next needed.
 class ZPCategoryBasedCache : public ZPCache {
  public:
   ZPCategoryBasedCache();
@@ -270,6 +278,9 @@ class ZPCategoryBasedCache : public ZPCache {
   // `out` is not emptied: what it held stays at the end, after a "\n".
   virtual void getLineComment(const char* stanza, const char* key, ZLCString& out);
 
+  // Empties the cache as ZPCache::clear does, and its header index.
+  virtual void clear();
+
   // Splits a full key (see the class comment). Throws ZInvalidParameterException
   // for a null key or one without ".".
   void validateKey(const char* fullKey, ZLCString& stanza, ZLCString& key) const;
@@ -295,9 +306,22 @@ class ZPCategoryBasedCache : public ZPCache {
   int keyLineIndex(int header, const char* key) const;
   ZPropLine* lineAt(unsigned int index) const;
   void insertLine(unsigned int index, unsigned int type, const char* text);
+  // Drops the header index; for code that removes layout lines or appends
+  // header lines itself.
+  void forgetHeaders() const;
 
  private:
   ZPCategoryBasedCache& operator=(const ZPCategoryBasedCache&) = delete;
+  // The first header of `name` by a scan of the whole layout; -1 if none.
+  int scanForHeader(const char* name) const;
+
+  struct HeaderPlace {
+    const ZPropLine* line;
+    unsigned int index;  // where it was last seen; later inserts move it on
+  };
+  // The header index (see the class comment); valid while headersBuilt_.
+  mutable std::unordered_map<std::string, HeaderPlace> headers_;
+  mutable bool headersBuilt_ = false;
 };
 
 // Whether a comment line is a commented-out template for the key that

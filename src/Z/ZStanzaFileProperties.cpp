@@ -166,6 +166,7 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
   ZPKVList* keys = nullptr;  // its keys
   int lineNumber = 0;
   StreamLock streamLock(stream);
+  forgetHeaders();  // the header lines appended below are not indexed
   // The stanza names in the cache, to refuse a name given twice without
   // searching the fixed-bucket stanza map once per header.
   std::unordered_set<std::string> known;
