@@ -194,8 +194,7 @@ BENCHMARK(BM_Lookup_SimpleIni);
 void BM_Edit_Zbase(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
-    std::unique_ptr<ZStanzaFileProperties> p(
-        new ZStanzaFileProperties(files().path[0].c_str(), 1));
+    std::unique_ptr<ZStanzaFileProperties> p(new ZStanzaFileProperties(files().path[0].c_str(), 1));
     state.ResumeTiming();
     edits([&](const char* s, const char* k) { p->setValue(s, k, "edited-value"); });
     if (state.range(0)) p->store(outPath().c_str());
