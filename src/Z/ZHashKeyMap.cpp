@@ -1,6 +1,7 @@
 // zbase: key maps (key object to value object) and their entries.
 #include "Z/ZHashKeyMap.h"
 
+#include <memory>
 #include <typeinfo>
 
 int ZAbstractKeyMap::isEmpty() const { return size() == 0; }
@@ -140,6 +141,22 @@ void ZHashKeyMap::removeEntry(const ZObject* key) {
 }
 
 void ZHashKeyMap::removeAll() { map_.removeAll(); }
+
+ZObject* ZHashKeyMap::putAbsent(ZObject* key, ZObject* value) {
+  std::unique_ptr<ZKeyEntry> entry;
+  try {
+    entry.reset(new ZKeyEntry(key, value, ownsMembers_));
+  } catch (...) {
+    if (ownsMembers_) {
+      delete key;
+      delete value;
+    }
+    throw;
+  }
+  map_.putAbsent(entry.get());
+  entry.release();
+  return value;
+}
 
 void ZHashKeyMap::listKeys(ZList& target) const {
   ZArrayList entries(10, 0);

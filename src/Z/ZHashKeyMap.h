@@ -91,6 +91,12 @@ class ZHashKeyMap : public ZAbstractKeyMap {
   void listKeys(ZList& target) const override;
   void listObjects(ZList& target) const override;
 
+  // Stores `value` under a key that the caller knows is absent, taking both
+  // over as they are: no clone and no search (see ZHashMap::putAbsent). For
+  // builders that have just made key and value; putEntry keeps its clones
+  // for every other caller. Returns `value`.
+  ZObject* putAbsent(ZObject* key, ZObject* value);
+
  private:
   ZHashMap map_;
   int ownsMembers_;

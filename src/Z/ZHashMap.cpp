@@ -110,15 +110,24 @@ ZObject* ZHashMap::getEntry(const ZObject* probe) const {
   return bucket == nullptr ? nullptr : bucket->getEntry(probe);
 }
 
-void ZHashMap::putEntry(ZObject* entry) {
-  if (entry == nullptr) return;
+ZArrayMap* ZHashMap::bucketToPut(const ZObject* entry) {
   unsigned int index = entry->hash() % buckets_.size();
   ZArrayMap* bucket = static_cast<ZArrayMap*>(buckets_.get(index));
   if (bucket == nullptr) {
     bucket = new ZArrayMap(5, ownsMembers_);
     buckets_.setNoCopy(index, bucket);
   }
-  bucket->putEntry(entry);
+  return bucket;
+}
+
+void ZHashMap::putEntry(ZObject* entry) {
+  if (entry == nullptr) return;
+  bucketToPut(entry)->putEntry(entry);
+}
+
+void ZHashMap::putAbsent(ZObject* entry) {
+  if (entry == nullptr) return;
+  bucketToPut(entry)->addNoCopy(entry);
 }
 
 void ZHashMap::putAll(ZMap& other) {

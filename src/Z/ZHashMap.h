@@ -95,8 +95,17 @@ class ZHashMap : public ZAbstractMap {
   void removeAll() override;
   void list(ZList& target) const override;
 
+  // Stores an entry that the caller knows has no equal here, at the end of
+  // its bucket as putEntry would, but without looking for one and without
+  // cloning: an owning map takes `entry` over as it is. For builders that
+  // have just made a new entry; an equal entry already here would stay and
+  // hide the new one.
+  void putAbsent(ZObject* entry);
+
  private:
   ZArrayMap* bucketFor(const ZObject* probe) const;
+  // The entry's bucket, made when it is first needed.
+  ZArrayMap* bucketToPut(const ZObject* entry);
 
   ZArray buckets_;
   int ownsMembers_;

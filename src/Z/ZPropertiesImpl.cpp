@@ -48,6 +48,10 @@ inline bool sameText(const ZLCString& s, const char* text, size_t length) {
   return s.getLength() == length && std::memcmp(s.getChars(), text, length) == 0;
 }
 
+// A line text as a key of the header index, every byte of it, as sameText
+// compares.
+inline std::string keyOf(const ZLCString& s) { return std::string(s.getChars(), s.getLength()); }
+
 // Appends a copy of `value` to a value slot.
 void appendValue(ZArrayList* slot, const char* value) {
   std::unique_ptr<ZLCString> copy(new ZLCString(value));
@@ -139,6 +143,20 @@ void ZPKVList::putEntry(const ZObject* key, const ZObject* value) {
   keyOrder.add(key);
   try {
     ZHashKeyMap::putEntry(key, value);
+  } catch (...) {
+    keyOrder.remove(keyOrder.size() - 1);
+    throw;
+  }
+}
+
+ZArrayList* ZPKVList::addAbsentKey(const char* key) {
+  std::unique_ptr<ZLCString> ordered(new ZLCString(key));
+  keyOrder.addNoCopy(ordered.get());
+  ordered.release();
+  try {
+    std::unique_ptr<ZLCString> name(new ZLCString(key));
+    ZArrayList* record = newRecord();
+    return static_cast<ZArrayList*>(putAbsent(name.release(), record));
   } catch (...) {
     keyOrder.remove(keyOrder.size() - 1);
     throw;
@@ -332,6 +350,12 @@ void ZPCategoryBasedCache::validateKey(const char* fullKey, ZLCString& stanza,
   // The whole text names the stanza; the key keeps its leading dot.
   stanza = fullKey;
   key = dot;
+}
+
+ZPKVList* ZPCategoryBasedCache::addAbsentStanza(const char* stanza) {
+  std::unique_ptr<ZLCString> name(new ZLCString(orEmpty(stanza)));
+  ZPKVList* keys = new ZPKVList();
+  return static_cast<ZPKVList*>(categories.putAbsent(name.release(), keys));
 }
 
 ZArrayList* ZPCategoryBasedCache::createAndGet(ZHashKeyMap& map, const char* stanza,
@@ -559,12 +583,60 @@ ZPropLine* ZPCategoryBasedCache::lineAt(unsigned int index) const {
 
 void ZPCategoryBasedCache::insertLine(unsigned int index, unsigned int type, const char* text) {
   std::unique_ptr<ZPropLine> line(new ZPropLine(type, text));
+  const ZPropLine* added = line.get();
+  bool atEnd = index == lines.size();
   lines.addNoCopy(index, line.get());
   line.release();
+  if (type == LINE_STANZA && headersBuilt_) {
+    // A header appended is the first of its name only when none stands
+    // before it (emplace keeps an existing one); one put elsewhere could
+    // come before the first: start over.
+    if (atEnd) {
+      headers_.emplace(keyOf(added->text), HeaderPlace{added, index});
+    } else {
+      forgetHeaders();
+    }
+  }
+}
+
+void ZPCategoryBasedCache::clear() {
+  ZPCache::clear();
+  forgetHeaders();
+}
+
+void ZPCategoryBasedCache::forgetHeaders() const {
+  headers_.clear();
+  headersBuilt_ = false;
 }
 
 int ZPCategoryBasedCache::headerIndex(const char* stanza) const {
   const char* name = orEmpty(stanza);
+  unsigned int n = lines.size();
+  if (!headersBuilt_) {
+    for (unsigned int i = 0; i < n; ++i) {
+      const ZPropLine* line = lineAt(i);
+      if (line->type == LINE_STANZA) headers_.emplace(keyOf(line->text), HeaderPlace{line, i});
+    }
+    headersBuilt_ = true;
+  }
+  auto found = headers_.find(name);
+  // A stanza without a header is rare: the scan gives the exact answer.
+  if (found == headers_.end()) return scanForHeader(name);
+  HeaderPlace& place = found->second;
+  // Lines are only ever inserted while the index stands, so the header is
+  // where it was or further on.
+  for (unsigned int i = place.index; i < n; ++i) {
+    if (lines.get(i) == place.line) {
+      place.index = i;
+      return static_cast<int>(i);
+    }
+  }
+  // The layout changed behind the cache's back: trust only a scan.
+  forgetHeaders();
+  return scanForHeader(name);
+}
+
+int ZPCategoryBasedCache::scanForHeader(const char* name) const {
   size_t length = std::strlen(name);
   unsigned int n = lines.size();
   for (unsigned int i = 0; i < n; ++i) {
@@ -676,6 +748,7 @@ void ZPCategoryBasedCache::delLine(const char* stanza, const char* key) {
     if (line->type == LINE_STANZA) break;
     if (line->type == LINE_KEY && sameText(line->text, k.getChars(), length)) {
       lines.remove(i);
+      forgetHeaders();
     } else {
       ++i;
     }
@@ -690,6 +763,7 @@ void ZPCategoryBasedCache::delStanzaLine(const char* stanza) {
   unsigned int at = static_cast<unsigned int>(header);
   // The header, then everything up to the next header. The blank line that
   // stood before the header stays.
+  forgetHeaders();
   do {
     lines.remove(at);
   } while (at < lines.size() && lineAt(at)->type != LINE_STANZA);
@@ -756,6 +830,7 @@ void ZPCategoryBasedCache::setLineComment(const char* stanza, const char* key, c
       unsigned int type = lineAt(static_cast<unsigned int>(i))->type;
       if (type != LINE_COMMENT && type != LINE_BLANK) break;
       lines.remove(static_cast<unsigned int>(i));
+      forgetHeaders();
     }
   }
   if (comment != nullptr) addLineComment(stanza, key, comment);

@@ -5,6 +5,8 @@
 #include "Z/zversion.h"
 
 #include <cstdio>
+#include <string>
+#include <unordered_map>
 
 #include "Z/ZArrayList.h"
 #include "Z/ZHashKeyMap.h"
@@ -75,6 +77,12 @@ class ZPKVList : public ZHashKeyMap {
   virtual void removeAll();
   // Empties `list`, then adds the keys in insertion order.
   virtual void listKeys(ZList& list) const;
+
+  // Adds a key that the caller knows is absent, with an empty value record,
+  // and returns the record: one copy of the name for the order list and one
+  // for the map, and no search. For the file reader, which has just looked
+  // the key up; putEntry keeps its clones for every other caller.
+  ZArrayList* addAbsentKey(const char* key);
 
   // The insertion-order list itself, owned by this object.
   ZArrayList* getKeys() const { return const_cast<ZArrayList*>(&keyOrder); }
@@ -198,6 +206,12 @@ class ZPCache {
 // text as the stanza name and the part from the first "." (dot included) as
 // the key: "db.port" names stanza "db.port", key ".port". Deliberate:
 // callers rely on it.
+//
+// A private index mirrors the header lines of `lines` (each stanza name's
+// first header, with the place it was last seen), so that adding a key does
+// not scan the whole layout. It is checked against the layout by line
+// identity at every use, forgotten whenever the cache removes lines or the
+// reader appends some, and rebuilt by one scan when next needed.
 class ZPCategoryBasedCache : public ZPCache {
  public:
   ZPCategoryBasedCache();
@@ -264,6 +278,9 @@ class ZPCategoryBasedCache : public ZPCache {
   // `out` is not emptied: what it held stays at the end, after a "\n".
   virtual void getLineComment(const char* stanza, const char* key, ZLCString& out);
 
+  // Empties the cache as ZPCache::clear does, and its header index.
+  virtual void clear();
+
   // Splits a full key (see the class comment). Throws ZInvalidParameterException
   // for a null key or one without ".".
   void validateKey(const char* fullKey, ZLCString& stanza, ZLCString& key) const;
@@ -279,6 +296,9 @@ class ZPCategoryBasedCache : public ZPCache {
   void delStanzaLine(const char* stanza);
 
  protected:
+  // Adds a stanza that the caller knows is absent, with no keys, and returns
+  // its key list: no search and no clones (see ZHashKeyMap::putAbsent).
+  ZPKVList* addAbsentStanza(const char* stanza);
   // Index in `lines` of the stanza's header line, or -1.
   int headerIndex(const char* stanza) const;
   // Index of the stanza's first key line for `key`, scanning after `header`
@@ -286,9 +306,22 @@ class ZPCategoryBasedCache : public ZPCache {
   int keyLineIndex(int header, const char* key) const;
   ZPropLine* lineAt(unsigned int index) const;
   void insertLine(unsigned int index, unsigned int type, const char* text);
+  // Drops the header index; for code that removes layout lines or appends
+  // header lines itself.
+  void forgetHeaders() const;
 
  private:
   ZPCategoryBasedCache& operator=(const ZPCategoryBasedCache&) = delete;
+  // The first header of `name` by a scan of the whole layout; -1 if none.
+  int scanForHeader(const char* name) const;
+
+  struct HeaderPlace {
+    const ZPropLine* line;
+    unsigned int index;  // where it was last seen; later inserts move it on
+  };
+  // The header index (see the class comment); valid while headersBuilt_.
+  mutable std::unordered_map<std::string, HeaderPlace> headers_;
+  mutable bool headersBuilt_ = false;
 };
 
 // Whether a comment line is a commented-out template for the key that

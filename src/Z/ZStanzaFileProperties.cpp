@@ -10,6 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "Z/ZException.h"
 #include "Z/ZSqueeze.h"
@@ -51,19 +54,6 @@ void appendLine(ZArrayList& lines, unsigned int type, const char* text) {
   std::unique_ptr<ZPropLine> line(new ZPropLine(type, text));
   lines.addNoCopy(line.get());
   line.release();
-}
-
-// A key's value record with its two empty slots, plain values first, then
-// obfuscated ones; key lists store clones of it.
-const ZArrayList& emptyRecord() {
-  static const ZArrayList* record = [] {
-    ZArrayList* r = new ZArrayList(2, 1);
-    ZArrayList slot(1, 1);
-    r->add(&slot);
-    r->add(&slot);
-    return r;
-  }();
-  return *record;
 }
 
 void appendPlain(ZArrayList& slot, const char* value) {
@@ -176,6 +166,17 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
   ZPKVList* keys = nullptr;  // its keys
   int lineNumber = 0;
   StreamLock streamLock(stream);
+  forgetHeaders();  // the header lines appended below are not indexed
+  // The stanza names in the cache, to refuse a name given twice without
+  // searching the fixed-bucket stanza map once per header.
+  std::unordered_set<std::string> known;
+  {
+    ZArrayList names(10, 0);
+    categories.listKeys(names);
+    for (unsigned int i = 0; i < names.size(); ++i) {
+      known.insert(static_cast<const ZAbstractString*>(names.get(i))->getChars());
+    }
+  }
 
   for (;;) {
     size_t length = readLine(stream, fileName, buffer, capacity);
@@ -203,14 +204,13 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
             .throwException("src/Z/ZStanzaFileProperties", 195);
       }
       *close = '\0';
-      if (contains(p + 1)) {
+      if (!known.insert(p + 1).second) {
         *close = ']';
         ZPropertiesInvalidDataException(fileName, line, lineNumber)
             .throwException("src/Z/ZStanzaFileProperties", 201);
       }
       stanza = p + 1;
-      set(p + 1, nullptr, nullptr);
-      keys = findStanza(p + 1);
+      keys = addAbsentStanza(p + 1);
       appendLine(lines, LINE_STANZA, p + 1);
     } else {
       char* eq = std::strchr(p, '=');
@@ -228,9 +228,7 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
       ZLCConstString keyProbe(p);
       ZArrayList* record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
       if (record == nullptr) {
-        ZLCString keyName(p);
-        keys->putEntry(&keyName, &emptyRecord());
-        record = static_cast<ZArrayList*>(keys->getEntry(&keyProbe));
+        record = keys->addAbsentKey(p);
         appendLine(lines, LINE_KEY, p);
       }
       if (*value != '\0') appendPlain(*static_cast<ZArrayList*>(record->get(0)), value);
@@ -251,6 +249,23 @@ void ZSCFData::be_read(const char* fileName, FILE* stream) {
 
 void ZSCFData::be_write(const char* fileName, FILE* stream) {
   if (fileName == nullptr) fileName = "";
+  // The stanzas by name, so that each header costs one hash probe instead of
+  // a search of the fixed-bucket stanza map, and key lines go to the current
+  // stanza's keys directly.
+  std::unordered_map<std::string, const ZPKVList*> stanzas;
+  {
+    ZArrayList names(10, 0), lists(10, 0);
+    categories.listKeys(names);
+    categories.listObjects(lists);  // in the same order as the names
+    for (unsigned int i = 0; i < names.size(); ++i) {
+      stanzas.emplace(static_cast<const ZAbstractString*>(names.get(i))->getChars(),
+                      static_cast<const ZPKVList*>(lists.get(i)));
+    }
+  }
+  // The current stanza's keys; before the first header, those of the
+  // stanza with the empty name (which the check below then refuses).
+  auto unnamed = stanzas.find("");
+  const ZPKVList* keys = unnamed != stanzas.end() ? unnamed->second : nullptr;
   ZLCString stanza;
   bool skip = false;
   int lineNumber = 0;  // of the last line written
@@ -260,7 +275,9 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
     if (line->type == LINE_STANZA) {
       stanza = line->text;
       // A stanza deleted from the data takes all its lines with it.
-      skip = !contains(stanza.getChars());
+      auto found = stanzas.find(stanza.getChars());
+      keys = found != stanzas.end() ? found->second : nullptr;
+      skip = keys == nullptr;
       if (skip) continue;
       if (!fitsStanza(stanza)) {
         refused = &line->text;
@@ -287,16 +304,18 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
         ++lineNumber;
       }
     } else if (line->type == LINE_KEY) {
-      const char* key = line->text.getChars();
-      if (!contains(stanza.getChars(), key)) continue;
+      if (keys == nullptr) continue;
+      ZLCConstString keyProbe(line->text.getChars());
+      const ZArrayList* record = static_cast<const ZArrayList*>(keys->getEntry(&keyProbe));
+      if (record == nullptr) continue;
       ++lineNumber;
       // Entries need a stanza header that reads back.
       if (stanza.isEmpty() || !fitsKey(line->text)) {
         refused = &line->text;
         break;
       }
-      const ZArrayList* values = get(stanza.getChars(), key, GET_PLAIN);
-      if (values != nullptr && values->size() != 0) {
+      const ZArrayList* values = static_cast<const ZArrayList*>(record->get(0));
+      if (values->size() != 0) {
         for (unsigned int v = 0; v < values->size(); ++v) {
           const ZLCString* value = static_cast<const ZLCString*>(values->get(v));
           if (v != 0) ++lineNumber;
@@ -309,7 +328,7 @@ void ZSCFData::be_write(const char* fileName, FILE* stream) {
           put(stream, fileName, *value);
           put(stream, fileName, "\n", 1);
         }
-      } else if (!isObfuscated(stanza.getChars(), key)) {
+      } else if (static_cast<const ZArrayList*>(record->get(1))->size() == 0) {
         put(stream, fileName, line->text);
         put(stream, fileName, " =\n", 3);
       } else {
