@@ -48,11 +48,6 @@ std::string entries(const ZJavaProperties& p) {
   return out;
 }
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 template <class E, class F, class C = std::nullptr_t>
 void expectThrowHere(F body, unsigned long number, int line, C more = nullptr) {
   expectThrowAt<E>(body, number, "src/Z/ZJavaProperties", line, more);

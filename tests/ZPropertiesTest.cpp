@@ -90,15 +90,6 @@ class Recorder : public ZObserverInterface {
   std::vector<Notice> notices;
 };
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
 std::string values(ZProperties& p, const char* stanza, const char* key) {
   ZArrayList list(5, 1);
   p.getValues(stanza, key, list, ZPROP_STRING_LOCAL);

@@ -92,15 +92,6 @@ std::string str(const ZBuffer& b) {
   return std::string(static_cast<const char*>(b.getBuffer()), b.getLength());
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void spit(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
 std::string value(ZStanzaFileProperties& p, const char* stanza, const char* key) {
   ZLCString out;
   p.getValue(stanza, key, out, 0, "<none>");
@@ -294,8 +285,8 @@ TEST(ZStanzaFilePropertiesTest, CorruptSideDataIsRejectedWhole) {
   }
   // A load names the side file.
   TempDir dir;
-  spit(dir.file("db.conf.obf"), "not a side file");
-  spit(dir.file("db.conf"), "[configuration-database]\nfile = db.conf.obf\n");
+  writeFile(dir.file("db.conf.obf"), "not a side file");
+  writeFile(dir.file("db.conf"), "[configuration-database]\nfile = db.conf.obf\n");
   auto e = caught<ZPropertiesInvalidDataException>(
       [&] { ZStanzaFileProperties broken((dir.file("db.conf")).c_str(), 1); });
   EXPECT_EQ(dir.file("db.conf.obf"), e.file());
@@ -304,10 +295,10 @@ TEST(ZStanzaFilePropertiesTest, CorruptSideDataIsRejectedWhole) {
 TEST(ZStanzaFilePropertiesTest, EditAndStoreInPlaceKeepsCommentsAndTruncates) {
   TempDir dir;
   const std::string path = dir.file("app.conf");
-  spit(path,
-       "# Main configuration\n\n[server]\nhost = old.example.org   \n# port = 80\n\n"
-       "# The log level\nlevel = 3\n\n[obsolete]\n# a long block that goes away with its "
-       "stanza, so the new text is shorter\nx = 1\n\n[client]\nretry = 2 ; twice\n");
+  writeFile(path,
+            "# Main configuration\n\n[server]\nhost = old.example.org   \n# port = 80\n\n"
+            "# The log level\nlevel = 3\n\n[obsolete]\n# a long block that goes away with its "
+            "stanza, so the new text is shorter\nx = 1\n\n[client]\nretry = 2 ; twice\n");
   ZStanzaFileProperties p(path.c_str(), 1);
   Recorder recorder;
   p.addObserver(&recorder);
@@ -326,7 +317,7 @@ TEST(ZStanzaFilePropertiesTest, EditAndStoreInPlaceKeepsCommentsAndTruncates) {
       "# Main configuration\n\n[server]\nhost = new.example.org\n# port = 80\nport = 8080\n\n"
       "# The log level\nlevel = 3\n\n[client]\n\n#how often\nretry = 2 ; twice\ntag = a\n\n"
       "[extra]\n#added later\n# already marked\n\n",
-      slurp(path));
+      readFile(path));
   EXPECT_EQ((std::vector<std::string>{"2 server port", "2 server host", "2 client tag",
                                       "1 obsolete -", "0 extra -"}),
             recorder.seen);
@@ -439,7 +430,7 @@ TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
   TempDir dir;
   const std::string path = dir.file("app.conf"), fresh = dir.file("new.conf");
   const std::string original = "[a]\nk = v\n";
-  spit(path, original);
+  writeFile(path, original);
   using Edit = std::function<void(ZStanzaFileProperties&)>;
   auto set = [](const char* s, const char* k, const char* v) {
     return Edit([=](ZStanzaFileProperties& p) { p.setValue(s, k, v); });
@@ -477,7 +468,7 @@ TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
     EXPECT_EQ(c.line, e.badline());
     EXPECT_STREQ(c.data, e.baddata());
     EXPECT_EQ(c.site, e.where());
-    EXPECT_EQ(original, slurp(path));
+    EXPECT_EQ(original, readFile(path));
     EXPECT_NE(0, ::access((path + ".obf").c_str(), F_OK));
   }
   // Lines are counted as written, a comment of two lines as two.
@@ -495,7 +486,7 @@ TEST(ZStanzaFilePropertiesTest, StoreRefusesTextsThatWouldNotReadBack) {
 TEST(ZStanzaFilePropertiesTest, HiddenKeysCommentsAndSidePointersReadBack) {
   TempDir dir;
   const std::string path = dir.file("a.conf");
-  spit(path, "[s]\nk = a\n");
+  writeFile(path, "[s]\nk = a\n");
   // Comments lose the blanks around their lines when added, as a reload
   // would; so the second store repeats the first.
   {
@@ -504,10 +495,10 @@ TEST(ZStanzaFilePropertiesTest, HiddenKeysCommentsAndSidePointersReadBack) {
     p.setValue("s", "pw", "secret", 1);
     p.store(nullptr);
   }
-  const std::string stored = slurp(path);
+  const std::string stored = readFile(path);
   EXPECT_EQ("[s]\n#x\n# y\n\nk = a\n\n[configuration-database]\nfile = " + path + ".obf\n", stored);
   ZStanzaFileProperties(path.c_str(), 1).store(nullptr);
-  EXPECT_EQ(stored, slurp(path));
+  EXPECT_EQ(stored, readFile(path));
   // A key held only in the side file, emptied and given a plain value, gets
   // its line.
   {
@@ -520,13 +511,13 @@ TEST(ZStanzaFilePropertiesTest, HiddenKeysCommentsAndSidePointersReadBack) {
   EXPECT_EQ("plain", value(plain, "s", "pw"));
   EXPECT_NE(0, ::access((path + ".obf").c_str(), F_OK));
   // An empty "file =" is filled in when a side file is written.
-  spit(path, "[configuration-database]\nfile =\n[s]\n");
+  writeFile(path, "[configuration-database]\nfile =\n[s]\n");
   {
     ZStanzaFileProperties p(path.c_str(), 1);
     p.setValue("s", "pw", "hidden", 1);
     p.store(nullptr);
   }
-  EXPECT_EQ("[configuration-database]\nfile = " + path + ".obf\n[s]\n", slurp(path));
+  EXPECT_EQ("[configuration-database]\nfile = " + path + ".obf\n[s]\n", readFile(path));
   ZStanzaFileProperties hidden(path.c_str(), 1);
   EXPECT_EQ("hidden", value(hidden, "s", "pw"));
 }
@@ -534,13 +525,13 @@ TEST(ZStanzaFilePropertiesTest, HiddenKeysCommentsAndSidePointersReadBack) {
 TEST(ZStanzaFilePropertiesTest, FactoryMakesSharedObjectsThatKeepComments) {
   TempDir dir;
   const std::string path = dir.file("f.conf");
-  spit(path, "# kept\n[s]\na = 1\n");
+  writeFile(path, "# kept\n[s]\na = 1\n");
   ZProperties* p =
       ZProperties::getPropertiesFor(path.c_str(), ZStanzaFileProperties::getFactory(), 0);
   ASSERT_TRUE(dynamic_cast<ZStanzaFileProperties*>(p) != nullptr);
   p->setValue("s", "a", "one");
   p->store(nullptr);
-  EXPECT_EQ("# kept\n[s]\na = one\n", slurp(path));
+  EXPECT_EQ("# kept\n[s]\na = one\n", readFile(path));
 }
 
 TEST(ZStanzaFilePropertiesTest, SharedBetweenThreads) {

@@ -19,15 +19,6 @@ namespace {
 const std::string kTool = std::string(ZBASE_BINARY_DIR) + "/tools/zstanza";
 const std::string kExamples = std::string(ZBASE_SOURCE_DIR) + "/examples";
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void spit(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
 struct Result {
   int code;
   std::string out, err;
@@ -46,7 +37,7 @@ class ZStanzaToolTest : public ::testing::Test {
   // Starts a run whose output goes to .out.N and .err.N; `input` is its stdin.
   pid_t start(std::vector<std::string> args, int n = 0, const std::string& input = "") {
     const std::string tag = "." + std::to_string(n);
-    spit(path(".in" + tag), input);
+    writeFile(path(".in" + tag), input);
     return spawnChild([&] {
       if (chdir(dir_.path.c_str()) != 0) return 99;
       dup2(open((".in" + tag).c_str(), O_RDONLY), 0);
@@ -64,7 +55,7 @@ class ZStanzaToolTest : public ::testing::Test {
   // Waits for a run, at most 60 seconds: a run that hangs fails the test.
   Result finish(pid_t pid, int n = 0) {
     const std::string tag = "." + std::to_string(n);
-    return {reapChild(pid), slurp(path(".out" + tag)), slurp(path(".err" + tag))};
+    return {reapChild(pid), readFile(path(".out" + tag)), readFile(path(".err" + tag))};
   }
 
   Result run(std::vector<std::string> args, const std::string& input = "") {
@@ -120,7 +111,7 @@ TEST_F(ZStanzaToolTest, ReadsTheSampleConfigurationInEveryFormat) {
       "\"max size\":[\"10485760\"]}\n",
       run({"list", "app.conf", "logging", "--format=json"}).out);
   EXPECT_EQ("app.conf: 5 stanzas, 11 keys, 1 obfuscated\n", run({"check", "app.conf"}).out);
-  EXPECT_EQ(slurp(path("app.conf")), run({"dump", "app.conf"}).out);
+  EXPECT_EQ(readFile(path("app.conf")), run({"dump", "app.conf"}).out);
   r = run({"dump", "--no-comments", "app.conf"});
   EXPECT_EQ(0u, r.out.find("[server]\nhost = orders.example.com\nworkers = 4\n"));
   // Standard input as the file; an edit of it goes to standard output.
@@ -136,7 +127,7 @@ TEST_F(ZStanzaToolTest, EditsInPlaceAndSaysWhetherTheFileChanged) {
   EXPECT_EQ(0, run({"comment", "app.conf", "logging", "level", "one of\nerror, warn, info"}).code);
   EXPECT_EQ(0, run({"del", "app.conf", "logging", "max size"}).code);
   EXPECT_EQ(0, run({"set", "--obfuscated", "app.conf", "database", "password", "n3w"}).code);
-  const std::string after = slurp(path("app.conf"));
+  const std::string after = readFile(path("app.conf"));
   // The new key went into its commented-out template.
   EXPECT_NE(std::string::npos, after.find("# port = 8080\nport = 9090\n\n# Worker threads"));
   EXPECT_NE(std::string::npos, after.find("mirror = https://m3.example.com/orders\n"
@@ -152,36 +143,37 @@ TEST_F(ZStanzaToolTest, EditsInPlaceAndSaysWhetherTheFileChanged) {
   EXPECT_EQ(7, r.code);
   EXPECT_EQ("zstanza: app.conf: unchanged\n", r.err);
   EXPECT_EQ(0, run({"del", "app.conf", "nowhere"}).code);  // without --existing
-  EXPECT_EQ(after, slurp(path("app.conf")));
+  EXPECT_EQ(after, readFile(path("app.conf")));
 
   // A value too long for a command line; merge keeps the target's layout.
   const std::string big(300000, 'v');
-  spit(path("big"), big + "\n");
+  writeFile(path("big"), big + "\n");
   EXPECT_EQ(0, run({"set", "app.conf", "server", "cert", "--value-file", "big"}).code);
   EXPECT_EQ(big + "\n", run({"get", "app.conf", "server", "cert"}).out);
   r = run({"merge", "--verbose", "app.conf", "-"}, "# lost\n[server]\nport = 1\n[new]\nk = v\n");
   EXPECT_EQ("zstanza: app.conf: changed\n", r.err);
-  EXPECT_NE(std::string::npos, slurp(path("app.conf")).find("# port = 8080\nport = 1\n\n# Worker"));
-  EXPECT_EQ(std::string::npos, slurp(path("app.conf")).find("lost"));
+  EXPECT_NE(std::string::npos,
+            readFile(path("app.conf")).find("# port = 8080\nport = 1\n\n# Worker"));
+  EXPECT_EQ(std::string::npos, readFile(path("app.conf")).find("lost"));
   EXPECT_EQ("v\n", run({"get", "app.conf", "new", "k"}).out);
 
   // A stanza goes with its lines; a missing file is created.
   EXPECT_EQ(0, run({"del", "app.conf", "mirrors"}).code);
-  EXPECT_EQ(std::string::npos, slurp(path("app.conf")).find("mirror"));
+  EXPECT_EQ(std::string::npos, readFile(path("app.conf")).find("mirror"));
   EXPECT_EQ(0, run({"set", "new.conf", "a", "k", "v"}).code);
-  EXPECT_EQ("\n[a]\nk = v\n", slurp(path("new.conf")));
+  EXPECT_EQ("\n[a]\nk = v\n", readFile(path("new.conf")));
 }
 
 TEST_F(ZStanzaToolTest, ApplyIsAllOrNothing) {
-  const std::string sample = slurp(path("app.conf"));
+  const std::string sample = readFile(path("app.conf"));
   const std::string edits = "# quoting\nset server banner \"say \\\"hi\\\" \\\\o/\"\n";
   Result r = run({"apply", "app.conf"}, edits + "del --existing nowhere\nset server x 1\n");
   EXPECT_EQ(1, r.code);
   EXPECT_EQ("zstanza: line 3: no stanza 'nowhere'\n", r.err);
-  EXPECT_EQ(sample, slurp(path("app.conf")));
+  EXPECT_EQ(sample, readFile(path("app.conf")));
   r = run({"apply", "app.conf"}, edits + "set server 'x y\n");
   EXPECT_EQ("zstanza: line 3: a ' is not closed (see zstanza --help)\n", r.err);
-  EXPECT_EQ(sample, slurp(path("app.conf")));
+  EXPECT_EQ(sample, readFile(path("app.conf")));
 
   r = run({"apply", "app.conf"},
           edits + "add mirrors mirror it\\'s -- --obfuscated\ndel logging\n");
@@ -197,8 +189,8 @@ TEST_F(ZStanzaToolTest, ShellFormatEvaluatesToTheExactValues) {
     EXPECT_EQ(0, run({"set", "app.conf", "odd", "k" + std::to_string(i), values[i]}).code);
   }
   EXPECT_EQ(2, run({"set", "app.conf", "odd", "k9", "two\nlines"}).code);
-  spit(path("vars"), run({"list", "--format=sh", "app.conf", "odd"}).out +
-                         run({"get", "--format=sh", "app.conf", "mirrors", "mirror"}).out);
+  writeFile(path("vars"), run({"list", "--format=sh", "app.conf", "odd"}).out +
+                              run({"get", "--format=sh", "app.conf", "mirrors", "mirror"}).out);
   Result r = run({"sh", "-c",
                   ". ./vars; printf '%s|' \"$odd_k0\" \"$odd_k1\" \"$odd_k2\" \"$odd_k3\" "
                   "\"$mirrors_mirror\""});
@@ -209,8 +201,8 @@ TEST_F(ZStanzaToolTest, ShellFormatEvaluatesToTheExactValues) {
 }
 
 TEST_F(ZStanzaToolTest, ErrorsGiveOneLineAndTheirExitCode) {
-  spit(path("bad.conf"), "[a]\n\x01oops\x1b[2J\n");
-  const std::string sample = slurp(path("app.conf"));
+  writeFile(path("bad.conf"), "[a]\n\x01oops\x1b[2J\n");
+  const std::string sample = readFile(path("app.conf"));
   struct Case {
     std::vector<std::string> args;
     int code;
@@ -256,7 +248,7 @@ TEST_F(ZStanzaToolTest, ErrorsGiveOneLineAndTheirExitCode) {
     EXPECT_EQ("zstanza: " + c.err + (c.code == 2 ? " (see zstanza --help)\n" : "\n"), r.err);
     EXPECT_EQ("", r.out);
   }
-  EXPECT_EQ(sample, slurp(path("app.conf")));
+  EXPECT_EQ(sample, readFile(path("app.conf")));
   EXPECT_EQ("zstanza 7.0.0\n", run({"--version"}).out);
 }
 

@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <type_traits>
 
@@ -35,5 +37,14 @@ struct TempDir {
   ~TempDir() { std::filesystem::remove_all(path); }
   std::string file(const char* name) const { return path + "/" + name; }
 };
+
+// The bytes of a file ("" when it cannot be read), and a file made of `text`.
+inline std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+inline void writeFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
 
 #endif  // Z_TESTS_ZTESTSUPPORT_H_

@@ -36,10 +36,7 @@ class ZPropertiesCTest : public ::testing::Test {
     ASSERT_EQ(0, zstzPropOpen(&h_, file_.c_str(), kRead));
   }
   void TearDown() override { zstzPropClose(h_); }
-  std::string slurp() const {
-    std::ifstream in(file_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
+  std::string slurp() const { return readFile(file_); }
   ZStanzaFileProperties& properties() { return static_cast<ZPROP_stz_handle*>(h_)->properties; }
 
   TempDir dir_;
